@@ -1,0 +1,73 @@
+# Two entry points: `make demo` (the main job) and `make test` (all tests).
+# Everything else here is a convenience for developers and CI.
+
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+FUZZ_SECONDS ?= 30
+HAVE_MINGW := $(shell command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
+HAVE_MINGW32 := $(shell command -v i686-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
+HAVE_WINE := $(shell command -v wine >/dev/null 2>&1 && echo yes)
+
+.PHONY: all demo test native windows windows-x64 windows-x86 wine-tests asan tsan fuzz bench clean
+
+all: native
+
+demo:
+	cmake --preset dev >/dev/null
+	cmake --build --preset dev -j$(JOBS) --target ffdrv-classes
+	./build/dev/tools/ffdrv-classes
+
+test: native windows
+
+native:
+	cmake --preset dev
+	cmake --build --preset dev -j$(JOBS)
+	ctest --preset dev -j$(JOBS)
+
+windows: windows-x64 windows-x86 wine-tests
+
+windows-x64:
+ifeq ($(HAVE_MINGW),yes)
+	cmake --preset mingw-x64
+	cmake --build --preset mingw-x64 -j$(JOBS)
+else
+	@echo "SKIPPED: Windows x86_64 build (x86_64-w64-mingw32-g++-posix not installed)"
+endif
+
+windows-x86:
+ifeq ($(HAVE_MINGW32),yes)
+	cmake --preset mingw-x86
+	cmake --build --preset mingw-x86 -j$(JOBS)
+	@echo "NOTE: the i686 DLL is built but not run: wine32 cannot be installed on this machine"
+else
+	@echo "SKIPPED: Windows i686 build (i686-w64-mingw32-g++-posix not installed)"
+endif
+
+wine-tests: windows-x64
+ifeq ($(HAVE_MINGW)$(HAVE_WINE),yesyes)
+	tools/run-wine-tests.sh build/mingw-x64
+else
+	@echo "SKIPPED: Windows tests under Wine (needs MinGW-w64 and wine)"
+endif
+
+asan:
+	cmake --preset asan
+	cmake --build --preset asan -j$(JOBS)
+	ctest --preset asan -j$(JOBS)
+
+tsan:
+	cmake --preset tsan
+	cmake --build --preset tsan -j$(JOBS)
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" ctest --preset tsan -j$(JOBS)
+
+fuzz:
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j$(JOBS)
+	tools/run-fuzzers.sh build/fuzz $(FUZZ_SECONDS)
+
+bench:
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+	for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+
+clean:
+	rm -rf build

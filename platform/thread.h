@@ -1,0 +1,58 @@
+// Threads and events. Simulation and bridge threads are created through here
+// so the win32 backend can give them real priorities and alertable waits.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+enum class WaitResult { kSignaled, kTimeout, kFailed };
+
+// A Win32-style event: manual-reset events stay signalled until Reset, auto-
+// reset events release one waiter and clear themselves.
+class Event {
+public:
+    Event(bool manualReset, bool initiallySignaled);
+    ~Event();
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+
+    void Set();
+    void Reset();
+    // Waits up to `timeoutMs` (0xFFFFFFFF: forever).
+    WaitResult Wait(std::uint32_t timeoutMs);
+
+    struct Impl;
+    Impl* impl() const { return m_impl.get(); }
+
+private:
+    std::unique_ptr<Impl> m_impl;
+};
+
+enum class ThreadPriority { kNormal, kHighest };
+
+// A joinable thread. Destroying a Thread that is still running detaches it;
+// owners are expected to stop and Join first.
+class Thread {
+public:
+    static std::unique_ptr<Thread> Start(std::function<void()> body, ThreadPriority priority);
+    ~Thread();
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+
+    // True when the thread finished within `timeoutMs`.
+    bool Join(std::uint32_t timeoutMs);
+    std::uint32_t Id() const;
+
+    struct Impl;
+
+private:
+    explicit Thread(std::shared_ptr<Impl> impl);
+    std::shared_ptr<Impl> m_impl;
+};
+
+void SleepMs(std::uint32_t ms);
+
+}  // namespace platform

@@ -1,0 +1,7 @@
+#include <windows.h>
+
+#include "platform/muldiv.h"
+
+namespace platform {
+std::int32_t MulDiv(std::int32_t a, std::int32_t b, std::int32_t c) { return ::MulDiv(a, b, c); }
+}  // namespace platform
