@@ -50,8 +50,8 @@ HRESULT FakeDevice::Escape(DWORD e, LPDIEFFESCAPE esc) { return Record("escape("
 HRESULT FakeDevice::GetForceFeedbackState(LPDIDEVICESTATE s) { return Record("state(" + Args({P(s)}) + ")"); }
 HRESULT FakeDevice::SendForceFeedbackCommand(DWORD c) { return Record("command(" + Args({c}) + ")"); }
 HRESULT FakeDevice::SetGain(DWORD g) { return Record("gain(" + Args({g}) + ")"); }
-HRESULT FakeDevice::SetParameter(SVJOYFORCEPARAM* p) { return Record("setparam(" + Args({p->dwIndex}) + ")"); }
-HRESULT FakeDevice::GetParameter(SVJOYFORCEPARAM* p) { return Record("getparam(" + Args({p->dwIndex}) + ")"); }
+HRESULT FakeDevice::SetSetting(SVJOYFORCEPARAM* p) { return Record("setparam(" + Args({p->dwIndex}) + ")"); }
+HRESULT FakeDevice::GetSetting(SVJOYFORCEPARAM* p) { return Record("getparam(" + Args({p->dwIndex}) + ")"); }
 HRESULT FakeDevice::Open(DWORD id) { return Record("open(" + Args({id}) + ")"); }
 HRESULT FakeDevice::Close() { return Record("close()"); }
 

@@ -32,8 +32,8 @@ public:
     HRESULT GetForceFeedbackState(LPDIDEVICESTATE pds) override;
     HRESULT SendForceFeedbackCommand(DWORD dwCommand) override;
     HRESULT SetGain(DWORD dwGain) override;
-    HRESULT SetParameter(SVJOYFORCEPARAM* param) override;
-    HRESULT GetParameter(SVJOYFORCEPARAM* param) override;
+    HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
+    HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
     HRESULT Open(DWORD joystickId) override;
     HRESULT Close() override;
 
