@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 struct PeriodCase {
     const char* name;
     std::uint32_t minPeriod, maxPeriod, expected;
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const PeriodCase& c, std::ostream* os) { *os << c.name; }
 
 const PeriodCase kPeriodCases[] = {
     {"MinimumTaken", 2, 1000, 2},

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +36,9 @@ struct LoadCase {
     DWORD stored;
     DWORD expected;
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const LoadCase& c, std::ostream* os) { *os << c.name; }
 
 DWORD Current(const CGlobalData& s, const std::wstring& name) {
     if (name == L"AmplitudeBasedForce") return s.GetAmplitudeBasedForce();
@@ -158,6 +163,9 @@ struct ChainCase {
     BYTE expected[6];
 };
 
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const ChainCase& c, std::ostream* os) { *os << c.name; }
+
 // Dastrin's own range is K 0, 3, 7 and Clip 0, 90, 120.
 const ChainCase kChainCases[] = {
     {"NothingStored", {-1, -1, -1, -1, -1, -1}, {0, 3, 7, 0, 90, 120}},
@@ -254,6 +262,9 @@ struct FloatCase {
     const wchar_t* text;
     double expected;  // with range [-10, 10] and fall-back 99
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const FloatCase& c, std::ostream* os) { *os << c.name; }
 
 const FloatCase kFloatCases[] = {
     {"Plain", L"1.5", 1.5},

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <memory>
 #include <string>
 
@@ -55,6 +57,9 @@ struct ModelCase {
     // Curve entries 1 and 64 at combined gain 10000 for this knee.
     int entry1, entry64;
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const ModelCase& c, std::ostream* os) { *os << Product(c.model).codename; }
 
 const ModelCase kModelCases[] = {
     {Model::Quintar, 9500, {0, 12, 15, 0, 128, 255}, 0, 0, 255, false, 3, 74},
@@ -148,6 +153,9 @@ struct CurveCase {
     DWORD applicationGain, overallStrength, knee;
     int entry1, entry2, entry64, entry126;
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const CurveCase& c, std::ostream* os) { *os << c.name; }
 
 // Entries worked out as truncate(pow(i / 127, p) * 127 + 0.5) with
 // p = 1 / (1 + 3 (c - k) / (15000 - k)) above the knee, 1 below it.
@@ -260,6 +268,9 @@ struct FaultCase {
     const char* name;
     platform::shm::Fault fault;
 };
+
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const FaultCase& c, std::ostream* os) { *os << c.name; }
 
 class NoBlockTest : public GlobalDataTest, public ::testing::WithParamInterface<FaultCase> {};
 
