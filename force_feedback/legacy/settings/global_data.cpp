@@ -1,0 +1,511 @@
+#include "force_feedback/legacy/settings/global_data.h"
+
+#include <atomic>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+#include "force_feedback/legacy/settings/registry_entry.h"
+#include "platform/muldiv.h"
+#include "platform/registry.h"
+
+namespace reg = platform::reg;
+namespace shm = platform::shm;
+
+namespace {
+
+constexpr DWORD kFullScale = 10000;
+constexpr DWORD kMaxStrength = 15000;
+constexpr DWORD kDefaultThreshold = 6320;
+constexpr DWORD kDefaultPercentage = 100;
+constexpr CSValues kDefaultCS = {0, 4, 7, 0, 100, 150};
+constexpr BYTE kDefaultByteRangeUpper = 255;
+constexpr int kCurveTop = 127;
+constexpr const char* kRegistryKeyFormat = "Software\\Corvanta\\Gearbench\\DriverSettings\\VID_%04X&PID_%04X";
+constexpr const char* kSharedMemoryFormat = "SvJoyFrcData_VID_%04X&PID_%04X";
+
+// The block is shared without a lock; every access is one whole aligned
+// field, made atomic so that concurrent readers see old or new, never torn.
+template <class T>
+T Get(const T& field) {
+    return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_relaxed);
+}
+
+template <class T, class V>
+void Put(T& field, V value) {
+    std::atomic_ref<T>(field).store(static_cast<T>(value), std::memory_order_relaxed);
+}
+
+void OrFlags(BYTE& flags, BYTE save, BYTE load) {
+    const BYTE bits = static_cast<BYTE>((save ? kSaveFlag : 0) | (load ? kLoadFlag : 0));
+    std::atomic_ref<BYTE>(flags).fetch_or(bits, std::memory_order_relaxed);
+}
+
+DWORD ScaleByStrength(DWORD gain, DWORD strength) {
+    return static_cast<DWORD>(
+        platform::MulDiv(static_cast<std::int32_t>(gain), static_cast<std::int32_t>(strength), kFullScale));
+}
+
+// Formats one of the two per-device names; false when it does not fit.
+bool FormatDeviceName(const char* format, DWORD deviceId, wchar_t* buffer, std::size_t length) {
+    if (buffer == nullptr || length == 0) return false;
+    char narrow[128];
+    const int written = std::snprintf(narrow, sizeof narrow, format, static_cast<unsigned>(deviceId >> 16),
+                                      static_cast<unsigned>(deviceId & 0xFFFF));
+    if (written < 0 || static_cast<std::size_t>(written) >= length) {
+        buffer[0] = L'\0';
+        return false;
+    }
+    for (int i = 0; i <= written; ++i) buffer[i] = static_cast<wchar_t>(static_cast<unsigned char>(narrow[i]));
+    return true;
+}
+
+// Exponent of the response curve: identity up to the knee, then concave,
+// reaching 0.25 at full boost. A knee at or above full boost has no room to
+// bend in and leaves the identity (avoids dividing by zero).
+double CurveExponent(DWORD combined, DWORD knee) {
+    if (combined < knee || knee >= kMaxStrength) return 1.0;
+    return 1.0 / (1.0 + 3.0 * static_cast<double>(combined - knee) / static_cast<double>(kMaxStrength - knee));
+}
+
+// Floating-point registry values are REG_SZ text in the C locale: optional
+// blanks, an optional sign, decimal digits with an optional '.' fraction and
+// an optional exponent ("0.25", "-3", "1.5e3"), optional blanks, nothing
+// else. Locale-independent so that a value written on one machine reads the
+// same on another; NaN and infinities are refused.
+bool ParseFloatText(const std::string& text, double* out) {
+    std::size_t begin = text.find_first_not_of(" \t");
+    const std::size_t end = text.find_last_not_of(" \t");
+    if (begin == std::string::npos) return false;
+    if (text[begin] == '+') ++begin;
+    const char* first = text.data() + begin;
+    const char* last = text.data() + end + 1;
+    if (first == last || (*first != '-' && *first != '.' && (*first < '0' || *first > '9'))) return false;
+    double value = 0;
+    const auto result = std::from_chars(first, last, value, std::chars_format::general);
+    if (result.ec != std::errc() || result.ptr != last || !std::isfinite(value)) return false;
+    *out = value;
+    return true;
+}
+
+// UTF-16 registry string bytes to ASCII text, up to the first terminator;
+// false for anything outside ASCII.
+bool Utf16BytesToAscii(const unsigned char* bytes, std::uint32_t size, std::string* out) {
+    out->clear();
+    for (std::uint32_t i = 0; i + 1 < size; i += 2) {
+        const unsigned unit = bytes[i] | (bytes[i + 1] << 8);
+        if (unit == 0) break;
+        if (unit > 0x7F) return false;
+        out->push_back(static_cast<char>(unit));
+    }
+    return true;
+}
+
+}  // namespace
+
+CGlobalData::~CGlobalData() { Release(); }
+
+void CGlobalData::Release() {
+    shm::Unmap(m_block);
+    m_block = nullptr;
+    shm::Close(m_mapping);
+    m_mapping = nullptr;
+}
+
+void CGlobalData::Initialize(DWORD deviceId) {
+    Release();
+    m_deviceId = deviceId;
+    wchar_t name[64];
+    FormatDeviceName(kSharedMemoryFormat, deviceId, name, std::size(name));
+    bool existed = false;
+    m_mapping = shm::Create(name, kRecordSize, &existed);
+    if (m_mapping == shm::InvalidMapping()) return;
+    // A null mapping is not tested for: Map then yields no block and the
+    // getters fall back. intentional, keep
+    std::size_t viewSize = 0;
+    void* view = shm::Map(m_mapping, &viewSize);
+    if (view != nullptr && viewSize < kRecordSize) {
+        // Someone else made this name with a smaller size: using it would
+        // reach past its end, so the device runs on the fall-back values.
+        shm::Unmap(view);
+        view = nullptr;
+    }
+    m_block = static_cast<GlobalDataRecord*>(view);
+    if (!existed) SetDefaults();
+}
+
+DWORD CGlobalData::GetDeviceId() const { return m_deviceId; }
+
+bool CGlobalData::FormatRegistryKey(wchar_t* buffer, std::size_t length) const {
+    return FormatDeviceName(kRegistryKeyFormat, m_deviceId, buffer, length);
+}
+
+void CGlobalData::SetDefaults() {
+    SetAmplitudeBasedForce(0, 0, 1);
+    SetAmplitudeBasedForceThreshold(kDefaultThreshold, 0, 1);
+    SetChangeStamp(0);
+    SetPercentage(kDefaultPercentage, 0, 1);
+    SetDamperStrength(kFullScale, 0, 1);
+    SetPersistentCenteringSpring(0, 0, 1);
+    SetCenteringSpring(kFullScale, 0, 1);
+    SetDeltaSpringAdjustDown(0, 0, 1);
+    SetDeltaSpringXAdjust(0, 0, 1);
+    SetDeltaSpringYAdjust(0, 0, 1);
+    SetFlipDeltaSpringToY(0, 0, 1);
+    SetForceEnabled(1, 0, 1);
+    SetCurveKnee(kFullScale);
+    SetOverallStrength(kFullScale, 0, 1);
+    SetEffectiveDamperGain(kFullScale, 1, 1);
+    SetEffectiveSpringGain(kFullScale, 1, 1);
+    SetSpringStrength(kFullScale, 0, 1);
+    const CSValues& cs = kDefaultCS;
+    SetCSValues(cs.minK, cs.defaultK, cs.maxK, cs.minClip, cs.defaultClip, cs.maxClip, 0, 1);
+    SetReportId(0);
+    SetDeviceByteRange(0, kDefaultByteRangeUpper);
+    SetApplicationGain(kFullScale);
+    UpdateDerivedValues();
+}
+
+void CGlobalData::UpdateDerivedValues() {
+    const DWORD combined = GetCombinedGain();
+    SetEffectiveSpringGain(ScaleByStrength(combined, GetSpringStrength()), 1, 1);
+    SetEffectiveDamperGain(ScaleByStrength(combined, GetDamperStrength()), 1, 1);
+    RebuildCurve();
+}
+
+HRESULT CGlobalData::RebuildCurve() {
+    if (m_block == nullptr) return E_NOTIMPL;
+    const double exponent = CurveExponent(GetCombinedGain(), GetCurveKnee());
+    for (int i = 0; i <= kCurveTop; ++i) {
+        const double shaped = std::pow(i / static_cast<double>(kCurveTop), exponent) * kCurveTop + 0.5;
+        Put(m_block->curve[i], static_cast<std::int32_t>(shaped));
+    }
+    return S_OK;
+}
+
+LONG CGlobalData::CurveLookup(LONG value) const {
+    if (m_block == nullptr) return value;
+    // Callers clamp to -127..127 first; a magnitude beyond that reads the
+    // last entry instead of memory past the table.
+    const LONG magnitude = value < 0 ? (value < -kCurveTop ? kCurveTop : -value) : (value > kCurveTop ? kCurveTop : value);
+    const LONG entry = Get(m_block->curve[magnitude]);
+    return value < 0 ? -entry : entry;
+}
+
+DWORD CGlobalData::ReadRegistryDword(const wchar_t* name, DWORD minimum, DWORD maximum, DWORD fallback) const {
+    wchar_t path[kRegistryKeyLength];
+    CRegistryEntry key;
+    if (!FormatRegistryKey(path, std::size(path)) || !key.Open(reg::CurrentUser(), path, reg::kKeyRead))
+        return fallback;
+    // The value type is not examined: any four bytes read as a number, so a
+    // REG_SZ "1" (31 00 00 00) reads as 49. intentional, keep
+    DWORD value = 0;
+    std::uint32_t size = 0;
+    if (!key.Query(name, &value, sizeof value, nullptr, &size) || size != sizeof value) return fallback;
+    return value >= minimum && value <= maximum ? value : fallback;
+}
+
+double CGlobalData::ReadRegistryFloat(const wchar_t* name, double minimum, double maximum, double fallback) const {
+    wchar_t path[kRegistryKeyLength];
+    CRegistryEntry key;
+    if (!FormatRegistryKey(path, std::size(path)) || !key.Open(reg::CurrentUser(), path, reg::kKeyRead))
+        return fallback;
+    unsigned char bytes[kFloatValueBytes];
+    std::uint32_t size = 0;
+    std::uint32_t type = 0;
+    if (!key.Query(name, bytes, sizeof bytes, &type, &size) || type != reg::kSz) return fallback;
+    std::string text;
+    double value = 0;
+    if (!Utf16BytesToAscii(bytes, size, &text) || !ParseFloatText(text, &value)) return fallback;
+    return value >= minimum && value <= maximum ? value : fallback;
+}
+
+LONG CGlobalData::WriteRegistryDword(const wchar_t* name, DWORD value) {
+    wchar_t path[kRegistryKeyLength];
+    CRegistryEntry key;
+    // A key that cannot be made reports 0, like success; callers ignore it.
+    if (!FormatRegistryKey(path, std::size(path)) || !key.Create(reg::CurrentUser(), path, reg::kKeyWrite)) return 0;
+    return reg::SetValue(key.Handle(), name, reg::kDword, &value, sizeof value);
+}
+
+LONG CGlobalData::WriteRegistryFloat(const wchar_t* name, double value) {
+    wchar_t path[kRegistryKeyLength];
+    CRegistryEntry key;
+    if (!FormatRegistryKey(path, std::size(path)) || !key.Create(reg::CurrentUser(), path, reg::kKeyWrite)) return 0;
+    // Shortest text that reads back to the same double.
+    char text[64];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    std::u16string utf16(text, result.ptr);
+    return reg::SetValue(key.Handle(), name, reg::kSz, utf16.c_str(),
+                         static_cast<std::uint32_t>((utf16.size() + 1) * sizeof(char16_t)));
+}
+
+// ---- registry load and save ------------------------------------------------
+
+namespace {
+
+// One persisted DWORD setting: registry name, accepted range, its flags byte
+// and how it is read and stored. Loading stores with flags (0, 1).
+struct RegistrySetting {
+    const wchar_t* name;
+    DWORD minimum;
+    DWORD maximum;
+    BYTE GlobalDataRecord::*flags;
+    DWORD (*get)(const CGlobalData&);
+    void (*set)(CGlobalData&, DWORD);
+};
+
+// In load order, which is also the save order.
+constexpr RegistrySetting kRegistrySettings[] = {
+    {L"AmplitudeBasedForce", 0, 1, &GlobalDataRecord::amplitudeBasedForceFlags,
+     [](const CGlobalData& g) { return g.GetAmplitudeBasedForce(); },
+     [](CGlobalData& g, DWORD v) { g.SetAmplitudeBasedForce(v, 0, 1); }},
+    {L"AmplitudeBasedForceThreshold", 0, kFullScale, &GlobalDataRecord::amplitudeBasedForceThresholdFlags,
+     [](const CGlobalData& g) { return g.GetAmplitudeBasedForceThreshold(); },
+     [](CGlobalData& g, DWORD v) { g.SetAmplitudeBasedForceThreshold(v, 0, 1); }},
+    {L"DamperStrength", 0, kMaxStrength, &GlobalDataRecord::damperStrengthFlags,
+     [](const CGlobalData& g) { return g.GetDamperStrength(); },
+     [](CGlobalData& g, DWORD v) { g.SetDamperStrength(v, 0, 1); }},
+    {L"PersistentCenteringSpring", 0, 1, &GlobalDataRecord::persistentCenteringSpringFlags,
+     [](const CGlobalData& g) { return g.GetPersistentCenteringSpring(); },
+     [](CGlobalData& g, DWORD v) { g.SetPersistentCenteringSpring(v, 0, 1); }},
+    {L"CenteringSpring", 0, kMaxStrength, &GlobalDataRecord::centeringSpringFlags,
+     [](const CGlobalData& g) { return g.GetCenteringSpring(); },
+     [](CGlobalData& g, DWORD v) { g.SetCenteringSpring(v, 0, 1); }},
+    {L"DeltaSpringAdjustDown", 0, 1, &GlobalDataRecord::deltaSpringAdjustDownFlags,
+     [](const CGlobalData& g) { return g.GetDeltaSpringAdjustDown(); },
+     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringAdjustDown(v, 0, 1); }},
+    {L"DeltaSpringXAdjust", 0, 255, &GlobalDataRecord::deltaSpringXAdjustFlags,
+     [](const CGlobalData& g) { return static_cast<DWORD>(g.GetDeltaSpringXAdjust()); },
+     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringXAdjust(static_cast<BYTE>(v), 0, 1); }},
+    {L"DeltaSpringYAdjust", 0, 255, &GlobalDataRecord::deltaSpringYAdjustFlags,
+     [](const CGlobalData& g) { return static_cast<DWORD>(g.GetDeltaSpringYAdjust()); },
+     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringYAdjust(static_cast<BYTE>(v), 0, 1); }},
+    {L"FlipDeltaSpringToY", 0, 1, &GlobalDataRecord::flipDeltaSpringToYFlags,
+     [](const CGlobalData& g) { return g.GetFlipDeltaSpringToY(); },
+     [](CGlobalData& g, DWORD v) { g.SetFlipDeltaSpringToY(v, 0, 1); }},
+    {L"ForceEnabled", 0, 1, &GlobalDataRecord::forceEnabledFlags,
+     [](const CGlobalData& g) { return g.GetForceEnabled(); },
+     [](CGlobalData& g, DWORD v) { g.SetForceEnabled(v, 0, 1); }},
+    {L"OverallStrength", 0, kMaxStrength, &GlobalDataRecord::overallStrengthFlags,
+     [](const CGlobalData& g) { return g.GetOverallStrength(); },
+     [](CGlobalData& g, DWORD v) { g.SetOverallStrength(v, 0, 1); }},
+    {L"SpringStrength", 0, kMaxStrength, &GlobalDataRecord::springStrengthFlags,
+     [](const CGlobalData& g) { return g.GetSpringStrength(); },
+     [](CGlobalData& g, DWORD v) { g.SetSpringStrength(v, 0, 1); }},
+};
+
+constexpr const wchar_t* kCSNames[6] = {L"CSminK",    L"CSdefaultK",    L"CSmaxK",
+                                        L"CSminClip", L"CSdefaultClip", L"CSmaxClip"};
+
+}  // namespace
+
+void CGlobalData::LoadFromRegistry() {
+    if (m_block == nullptr) return;
+    for (const RegistrySetting& setting : kRegistrySettings) {
+        if ((Get(m_block->*setting.flags) & kLoadFlag) == 0) continue;
+        setting.set(*this, ReadRegistryDword(setting.name, setting.minimum, setting.maximum, setting.get(*this)));
+    }
+    if (Get(m_block->csFlags) & kLoadFlag) LoadCSChain();
+    UpdateDerivedValues();
+}
+
+// Each bound comes from the value just read, so minimum <= default <= maximum
+// holds for registry values, and no maximum can rise above the current one.
+// A missing or refused default keeps its current value even when that is
+// now below the new minimum. intentional, keep
+void CGlobalData::LoadCSChain() {
+    const CSValues cur = ReadCS();
+    const auto minK = static_cast<BYTE>(ReadRegistryDword(kCSNames[0], cur.minK, cur.maxK, cur.minK));
+    const auto defaultK = static_cast<BYTE>(ReadRegistryDword(kCSNames[1], minK, cur.maxK, cur.defaultK));
+    const auto maxK = static_cast<BYTE>(ReadRegistryDword(kCSNames[2], defaultK, cur.maxK, cur.maxK));
+    const auto minClip = static_cast<BYTE>(ReadRegistryDword(kCSNames[3], cur.minClip, cur.maxClip, cur.minClip));
+    const auto defaultClip =
+        static_cast<BYTE>(ReadRegistryDword(kCSNames[4], minClip, cur.maxClip, cur.defaultClip));
+    const auto maxClip = static_cast<BYTE>(ReadRegistryDword(kCSNames[5], defaultClip, cur.maxClip, cur.maxClip));
+    SetCSValues(minK, defaultK, maxK, minClip, defaultClip, maxClip, 0, 1);
+}
+
+void CGlobalData::SaveToRegistry() {
+    if (m_block == nullptr) return;
+    for (const RegistrySetting& setting : kRegistrySettings) {
+        if (Get(m_block->*setting.flags) & kSaveFlag) WriteRegistryDword(setting.name, setting.get(*this));
+    }
+    if (Get(m_block->csFlags) & kSaveFlag) SaveCSValues();
+}
+
+void CGlobalData::SaveCSValues() {
+    const CSValues cs = ReadCS();
+    const BYTE values[6] = {cs.minK, cs.defaultK, cs.maxK, cs.minClip, cs.defaultClip, cs.maxClip};
+    for (int i = 0; i < 6; ++i) WriteRegistryDword(kCSNames[i], values[i]);
+}
+
+CSValues CGlobalData::ReadCS() const {
+    CSValues cs{};
+    GetCSValues(&cs.minK, &cs.defaultK, &cs.maxK, &cs.minClip, &cs.defaultClip, &cs.maxClip);
+    return cs;
+}
+
+// ---- setters and getters ---------------------------------------------------
+
+namespace {
+
+template <class T, class V>
+void PutFlagged(GlobalDataRecord* block, T GlobalDataRecord::*field, BYTE GlobalDataRecord::*flags, V value,
+                BYTE save, BYTE load) {
+    if (block == nullptr) return;
+    Put(block->*field, value);
+    OrFlags(block->*flags, save, load);
+}
+
+template <class T>
+T GetOr(const GlobalDataRecord* block, T GlobalDataRecord::*field, T fallback) {
+    return block ? Get(block->*field) : fallback;
+}
+
+DWORD* AddressOf(GlobalDataRecord* block, DWORD GlobalDataRecord::*field) {
+    return block ? &(block->*field) : nullptr;
+}
+
+using R = GlobalDataRecord;
+
+}  // namespace
+
+void CGlobalData::SetChangeStamp(DWORD stamp) {
+    if (m_block) Put(m_block->changeStamp, stamp);
+}
+DWORD CGlobalData::GetChangeStamp() const { return GetOr(m_block, &R::changeStamp, DWORD{0}); }
+
+void CGlobalData::SetCurveKnee(DWORD knee) {
+    if (m_block) Put(m_block->curveKnee, knee);
+}
+DWORD CGlobalData::GetCurveKnee() const { return GetOr(m_block, &R::curveKnee, kFullScale); }
+
+void CGlobalData::SetOverallStrength(DWORD value, BYTE save, BYTE load) {
+    if (m_block == nullptr) return;
+    PutFlagged(m_block, &R::overallStrength, &R::overallStrengthFlags, value, save, load);
+    SetApplicationGain(GetApplicationGain());
+}
+DWORD CGlobalData::GetOverallStrength() const { return GetOr(m_block, &R::overallStrength, kFullScale); }
+
+void CGlobalData::SetApplicationGain(DWORD gain) {
+    if (m_block == nullptr) return;
+    Put(m_block->applicationGain, gain);
+    Put(m_block->combinedGain, ScaleByStrength(gain, GetOverallStrength()));
+}
+DWORD CGlobalData::GetApplicationGain() const { return GetOr(m_block, &R::applicationGain, kFullScale); }
+DWORD CGlobalData::GetCombinedGain() const { return GetOr(m_block, &R::combinedGain, kFullScale); }
+DWORD* CGlobalData::GetCombinedGainAddress() const { return AddressOf(m_block, &R::combinedGain); }
+
+void CGlobalData::SetSpringStrength(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::springStrength, &R::springStrengthFlags, value, save, load);
+}
+DWORD CGlobalData::GetSpringStrength() const { return GetOr(m_block, &R::springStrength, kFullScale); }
+DWORD* CGlobalData::GetSpringStrengthAddress() const { return AddressOf(m_block, &R::springStrength); }
+
+void CGlobalData::SetEffectiveSpringGain(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::effectiveSpringGain, &R::effectiveSpringGainFlags, value, save, load);
+}
+DWORD CGlobalData::GetEffectiveSpringGain() const { return GetOr(m_block, &R::effectiveSpringGain, kFullScale); }
+DWORD* CGlobalData::GetEffectiveSpringGainAddress() const { return AddressOf(m_block, &R::effectiveSpringGain); }
+
+void CGlobalData::SetDamperStrength(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::damperStrength, &R::damperStrengthFlags, value, save, load);
+}
+DWORD CGlobalData::GetDamperStrength() const { return GetOr(m_block, &R::damperStrength, kFullScale); }
+DWORD* CGlobalData::GetDamperStrengthAddress() const { return AddressOf(m_block, &R::damperStrength); }
+
+void CGlobalData::SetEffectiveDamperGain(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::effectiveDamperGain, &R::effectiveDamperGainFlags, value, save, load);
+}
+DWORD CGlobalData::GetEffectiveDamperGain() const { return GetOr(m_block, &R::effectiveDamperGain, kFullScale); }
+DWORD* CGlobalData::GetEffectiveDamperGainAddress() const { return AddressOf(m_block, &R::effectiveDamperGain); }
+
+void CGlobalData::SetCenteringSpring(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::centeringSpring, &R::centeringSpringFlags, value, save, load);
+}
+DWORD CGlobalData::GetCenteringSpring() const { return GetOr(m_block, &R::centeringSpring, kFullScale); }
+
+void CGlobalData::SetPersistentCenteringSpring(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::persistentCenteringSpring, &R::persistentCenteringSpringFlags, value, save, load);
+}
+DWORD CGlobalData::GetPersistentCenteringSpring() const {
+    return GetOr(m_block, &R::persistentCenteringSpring, DWORD{1});
+}
+
+void CGlobalData::SetForceEnabled(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::forceEnabled, &R::forceEnabledFlags, value, save, load);
+}
+DWORD CGlobalData::GetForceEnabled() const { return GetOr(m_block, &R::forceEnabled, DWORD{1}); }
+
+void CGlobalData::SetPercentage(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::percentage, &R::percentageFlags, value, save, load);
+}
+DWORD CGlobalData::GetPercentage() const { return GetOr(m_block, &R::percentage, kDefaultPercentage); }
+
+void CGlobalData::SetAmplitudeBasedForce(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::amplitudeBasedForce, &R::amplitudeBasedForceFlags, value, save, load);
+}
+DWORD CGlobalData::GetAmplitudeBasedForce() const { return GetOr(m_block, &R::amplitudeBasedForce, DWORD{0}); }
+
+void CGlobalData::SetAmplitudeBasedForceThreshold(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::amplitudeBasedForceThreshold, &R::amplitudeBasedForceThresholdFlags, value, save, load);
+}
+DWORD CGlobalData::GetAmplitudeBasedForceThreshold() const {
+    return GetOr(m_block, &R::amplitudeBasedForceThreshold, kDefaultThreshold);
+}
+
+void CGlobalData::SetDeltaSpringXAdjust(BYTE value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::deltaSpringXAdjust, &R::deltaSpringXAdjustFlags, value, save, load);
+}
+BYTE CGlobalData::GetDeltaSpringXAdjust() const { return GetOr(m_block, &R::deltaSpringXAdjust, BYTE{0}); }
+
+void CGlobalData::SetDeltaSpringYAdjust(BYTE value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::deltaSpringYAdjust, &R::deltaSpringYAdjustFlags, value, save, load);
+}
+BYTE CGlobalData::GetDeltaSpringYAdjust() const { return GetOr(m_block, &R::deltaSpringYAdjust, BYTE{0}); }
+
+void CGlobalData::SetDeltaSpringAdjustDown(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::deltaSpringAdjustDown, &R::deltaSpringAdjustDownFlags, value, save, load);
+}
+DWORD CGlobalData::GetDeltaSpringAdjustDown() const { return GetOr(m_block, &R::deltaSpringAdjustDown, DWORD{0}); }
+
+void CGlobalData::SetFlipDeltaSpringToY(DWORD value, BYTE save, BYTE load) {
+    PutFlagged(m_block, &R::flipDeltaSpringToY, &R::flipDeltaSpringToYFlags, value, save, load);
+}
+DWORD CGlobalData::GetFlipDeltaSpringToY() const { return GetOr(m_block, &R::flipDeltaSpringToY, DWORD{0}); }
+
+void CGlobalData::SetCSValues(BYTE minK, BYTE defaultK, BYTE maxK, BYTE minClip, BYTE defaultClip, BYTE maxClip,
+                              BYTE save, BYTE load) {
+    if (m_block == nullptr) return;
+    const BYTE values[6] = {minK, defaultK, maxK, minClip, defaultClip, maxClip};
+    for (int i = 0; i < 6; ++i) Put(m_block->cs[i], values[i]);
+    OrFlags(m_block->csFlags, save, load);
+}
+
+void CGlobalData::GetCSValues(BYTE* minK, BYTE* defaultK, BYTE* maxK, BYTE* minClip, BYTE* defaultClip,
+                              BYTE* maxClip) const {
+    BYTE* outs[6] = {minK, defaultK, maxK, minClip, defaultClip, maxClip};
+    const BYTE fallback[6] = {kDefaultCS.minK,    kDefaultCS.defaultK,    kDefaultCS.maxK,
+                              kDefaultCS.minClip, kDefaultCS.defaultClip, kDefaultCS.maxClip};
+    for (int i = 0; i < 6; ++i) {
+        if (outs[i]) *outs[i] = m_block ? Get(m_block->cs[i]) : fallback[i];
+    }
+}
+
+void CGlobalData::SetReportId(BYTE reportId) {
+    if (m_block) Put(m_block->reportId, reportId);
+}
+BYTE CGlobalData::GetReportId() const { return GetOr(m_block, &R::reportId, BYTE{0}); }
+
+void CGlobalData::SetDeviceByteRange(BYTE lower, BYTE upper) {
+    if (m_block == nullptr) return;
+    Put(m_block->byteRangeLower, lower);
+    Put(m_block->byteRangeUpper, upper);
+}
+
+void CGlobalData::GetDeviceByteRange(BYTE* lower, BYTE* upper) const {
+    if (lower) *lower = GetOr(m_block, &R::byteRangeLower, BYTE{0});
+    if (upper) *upper = GetOr(m_block, &R::byteRangeUpper, kDefaultByteRangeUpper);
+}
