@@ -8,7 +8,6 @@
 #include "platform/module.h"
 
 namespace {
-constexpr std::uint32_t kProcessDetach = 0;
 constexpr std::uint32_t kProcessAttach = 1;
 
 std::atomic<ULONG> g_objectCount{0};
