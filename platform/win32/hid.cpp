@@ -3,8 +3,11 @@
 #include <windows.h>
 #include <setupapi.h>
 #include <devpropdef.h>
+// MinGW's HID headers declare C functions without a linkage block.
+extern "C" {
 #include <hidsdi.h>
 #include <hidpi.h>
+}
 
 #include <cwchar>
 
