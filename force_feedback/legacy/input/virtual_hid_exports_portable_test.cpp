@@ -1,0 +1,46 @@
+// The virtual-device API as a host sees it: exported by the driver library
+// beside the COM entry points, acting on the library's own devices and clock.
+#include <gtest/gtest.h>
+
+#include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_clock.h"
+
+namespace {
+template <typename Fn>
+Fn Export(const DriverModule& module, const char* name) {
+    return reinterpret_cast<Fn>(module.Symbol(name));
+}
+
+TEST(VirtualHidExportsTest, HostPlugsADeviceAndReadsItsClockThroughTheLibrary) {
+    DriverModule module;
+    ASSERT_TRUE(module.Loaded()) << module.Error();
+    auto plug = Export<decltype(&FfdrvVirtualPlug)>(module, "FfdrvVirtualPlug");
+    auto unplug = Export<decltype(&FfdrvVirtualUnplug)>(module, "FfdrvVirtualUnplug");
+    auto count = Export<decltype(&FfdrvVirtualReportCount)>(module, "FfdrvVirtualReportCount");
+    auto useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>(module, "FfdrvVirtualClockUseVirtual");
+    auto useReal = Export<decltype(&FfdrvVirtualClockUseReal)>(module, "FfdrvVirtualClockUseReal");
+    auto advance = Export<decltype(&FfdrvVirtualClockAdvance)>(module, "FfdrvVirtualClockAdvance");
+    auto now = Export<decltype(&FfdrvVirtualClockNow)>(module, "FfdrvVirtualClockNow");
+    ASSERT_TRUE(plug && unplug && count && useVirtual && useReal && advance && now);
+
+    const FfdrvVirtualDevice wheel = VirtualWheel(4);
+    ASSERT_EQ(plug(&wheel), FFDRV_VIRTUAL_OK);
+    EXPECT_EQ(plug(&wheel), FFDRV_VIRTUAL_E_IN_USE);
+    EXPECT_EQ(count(4), 0);
+    EXPECT_EQ(count(5), FFDRV_VIRTUAL_E_NO_DEVICE);
+    FfdrvVirtualDevice bad = wheel;
+    bad.joystickId = 6;
+    bad.size = 12;
+    EXPECT_EQ(plug(&bad), FFDRV_VIRTUAL_E_ARGUMENT);
+    EXPECT_EQ(plug(nullptr), FFDRV_VIRTUAL_E_ARGUMENT);
+
+    EXPECT_EQ(advance(5), FFDRV_VIRTUAL_E_CLOCK);  // the real clock cannot be advanced
+    ASSERT_EQ(useVirtual(70000), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(advance(25), FFDRV_VIRTUAL_OK);
+    EXPECT_EQ(now(), 70025u);
+    EXPECT_EQ(useReal(), FFDRV_VIRTUAL_OK);
+    EXPECT_EQ(unplug(4), FFDRV_VIRTUAL_OK);
+    EXPECT_EQ(unplug(4), FFDRV_VIRTUAL_E_NO_DEVICE);
+}
+
+}  // namespace
