@@ -53,8 +53,7 @@ LONG CSimulatedSpringEffect::Law(int axis, int block) const {
 
 // A host condition never reports an exact zero X force: intentional, keep.
 LONG CSimulatedSpringEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || BlockCount() == 0) return 1;
+    if (!AdvanceAndPlays(tick) || BlockCount() == 0) return 1;
     ComputeForces(&m_forceX, &m_forceY);
     if (m_forceX == 0) m_forceX = 1;
     return 1;
@@ -66,8 +65,7 @@ LONG CSimulatedDamperEffect::Law(int axis, int block) const {
 
 // Same non-zero X rule as the spring: intentional, keep.
 LONG CSimulatedDamperEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || BlockCount() == 0) return 1;
+    if (!AdvanceAndPlays(tick) || BlockCount() == 0) return 1;
     ComputeForces(&m_forceX, &m_forceY);
     if (m_forceX == 0) m_forceX = 1;
     return 1;
@@ -106,8 +104,7 @@ void CRumbleSpringEffect::RouteToMotors(LONG* x, LONG* y) const {
 }
 
 LONG CRumbleSpringEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || BlockCount() == 0) return 1;
+    if (!AdvanceAndPlays(tick) || BlockCount() == 0) return 1;
     ComputeForces(&m_forceX, &m_forceY);
     ApplyDeltaSettings(&m_forceX, &m_forceY);
     RouteToMotors(&m_forceX, &m_forceY);
@@ -119,8 +116,7 @@ LONG CRumbleDamperEffect::Law(int axis, int block) const {
 }
 
 LONG CRumbleDamperEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || BlockCount() == 0) return 1;
+    if (!AdvanceAndPlays(tick) || BlockCount() == 0) return 1;
     ComputeForces(&m_forceX, &m_forceY);
     return 1;
 }

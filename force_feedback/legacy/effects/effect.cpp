@@ -164,6 +164,12 @@ LONG CEffect::Update(const SimTick* tick) {
     return 1;
 }
 
+bool CEffect::AdvanceAndPlays(const SimTick* tick) {
+    const bool wasDelaying = m_delayLeft != 0;
+    CEffect::Update(tick);
+    return !wasDelaying && Active();
+}
+
 void CEffect::FinishRun() {
     if (m_iterationsLeft == kInfinite) {
         Start(0, kInfinite);

@@ -85,7 +85,10 @@ protected:
     virtual void ConvertTypeSpecific() {}
     // True when the last SetParameters copied a new type-specific block.
     bool TookTypeSpecific() const { return m_tookTypeSpecific; }
-    bool Delaying() const { return m_delayLeft != 0; }
+    // Runs the base Update; true when this tick is play time (the effect was
+    // not delaying and still plays), the only ticks that compute a force. The
+    // tick that ends a delay plays nothing.
+    bool AdvanceAndPlays(const SimTick* tick);
     bool Active() const { return m_playing && m_delayLeft == 0; }
     LONG Direction(DWORD i) const { return (m_directions && i < m_axisCount) ? m_directions[i] : 0; }
     DWORD AxisInstance(DWORD i) const { return (m_axes && i < m_axisCount) ? ObjectInstance(m_axes[i]) : 0; }

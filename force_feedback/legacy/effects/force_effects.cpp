@@ -54,16 +54,14 @@ void CSimulatedEffect::SplitForce(LONG force) {
 }
 
 LONG CConstantEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || !TypeSpecific()) return 1;
+    if (!AdvanceAndPlays(tick) || !TypeSpecific()) return 1;
     const LONG magnitude = ReadBlock<DICONSTANTFORCE>(TypeSpecific()).lMagnitude;
     SplitForce(MulDiv(ApplyEnvelope(magnitude), static_cast<std::int32_t>(m_gain), kFullScale));
     return 1;
 }
 
 LONG CRampEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || !TypeSpecific()) return 1;
+    if (!AdvanceAndPlays(tick) || !TypeSpecific()) return 1;
     const auto ramp = ReadBlock<DIRAMPFORCE>(TypeSpecific());
     // The duration is taken as signed: infinite (-1) runs the ramp backwards
     // without end: intentional, keep.
@@ -123,8 +121,7 @@ void CPeriodicEffect::ConvertTypeSpecific() {
 }
 
 LONG CPeriodicEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || !Periodic()) return 1;
+    if (!AdvanceAndPlays(tick) || !Periodic()) return 1;
     const auto p = ReadBlock<DIPERIODIC>(TypeSpecific());
     const DWORD length = tick ? tick->tickLengthMs : 0;
     if (p.dwPeriod != kInfinite) m_accumulator += (length * kPhaseFull) / p.dwPeriod;

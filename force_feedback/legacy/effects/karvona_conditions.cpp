@@ -56,8 +56,7 @@ DWORD CKarvonaStyleNativeEffect::GetLoad() const {
 }
 
 LONG CKarvonaStyleNativeEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    if (!Active() || BlockCount() == 0) return 1;
+    if (!AdvanceAndPlays(tick) || BlockCount() == 0) return 1;
     const conditions::AxisChoice choice =
         conditions::ChooseAxes({(m_flags & DIEFF_POLAR) != 0, Direction(0), Direction(1), m_axisCount,
                                 AxisInstance(0), AxisInstance(1), BlockCount()});

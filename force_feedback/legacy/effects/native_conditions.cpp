@@ -199,8 +199,7 @@ void CNativeEffect::ClearJoystick() {
 }
 
 LONG CWheelSpringEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    PlayOnWheel();
+    if (AdvanceAndPlays(tick)) PlayOnWheel();
     return 1;
 }
 HRESULT CWheelSpringEffect::Stop() {
@@ -214,8 +213,7 @@ HRESULT CWheelSpringEffect::SendCondition(DWORD target, const DICONDITION* block
 }
 
 LONG CJoystickSpringEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    PlayOnJoystick();
+    if (AdvanceAndPlays(tick)) PlayOnJoystick();
     return 1;
 }
 HRESULT CJoystickSpringEffect::Stop() {
@@ -229,8 +227,7 @@ HRESULT CJoystickSpringEffect::SendCondition(DWORD target, const DICONDITION* bl
 }
 
 LONG CWheelDamperEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    PlayOnWheel();
+    if (AdvanceAndPlays(tick)) PlayOnWheel();
     return 1;
 }
 HRESULT CWheelDamperEffect::Stop() {
@@ -243,8 +240,7 @@ HRESULT CWheelDamperEffect::SendCondition(DWORD target, const DICONDITION* block
 }
 
 LONG CJoystickDamperEffect::Update(const SimTick* tick) {
-    CEffect::Update(tick);
-    PlayOnJoystick();
+    if (AdvanceAndPlays(tick)) PlayOnJoystick();
     return 1;
 }
 HRESULT CJoystickDamperEffect::Stop() {

@@ -70,7 +70,7 @@ protected:
     void ConvertTypeSpecific() override;
     DWORD BlockCount() const { return conditions::BlockCount(TypeSpecificSize()); }
     conditions::AxisChoice ChooseAxes() const;
-    // Plays the axis choice; a wheel has one force axis, so only axis 0's
+    // Plays the axis choice on a play tick; a wheel has one force axis, so only axis 0's
     // choice reaches its slot and a condition chosen for Y stops the slot.
     void PlayOnWheel();
     void PlayOnJoystick();
@@ -82,7 +82,7 @@ protected:
     LONG m_hardwareSlot = kNoHardwareSlot;
 
 private:
-    bool ReadyToPlay() const { return Active() && m_hardwareSlot != kNoHardwareSlot; }
+    bool ReadyToPlay() const { return m_hardwareSlot != kNoHardwareSlot; }
     CalibrationRecord Calibration() const;
     DICONDITION ChosenBlock(const conditions::AxisChoice& choice, int axis) const;
 };
