@@ -116,8 +116,11 @@ struct EffectBlock {
         return *this;
     }
     EffectBlock& Conditions(std::vector<DICONDITION> blocks) {
-        typeSpecific.resize(blocks.size() * sizeof(DICONDITION));
-        std::memcpy(typeSpecific.data(), blocks.data(), typeSpecific.size());
+        typeSpecific.clear();
+        for (const DICONDITION& c : blocks) {
+            const auto* bytes = reinterpret_cast<const BYTE*>(&c);
+            typeSpecific.insert(typeSpecific.end(), bytes, bytes + sizeof(c));
+        }
         return *this;
     }
     // Points the DIEFFECT at the storage; call after the last change.
