@@ -26,8 +26,8 @@ public:
     virtual HRESULT SetGain(DWORD dwGain) = 0;
     // Settings access for the legacy settings interface; devices without a
     // settings record to offer refuse it.
-    virtual HRESULT SetParameter(SVJOYFORCEPARAM*) { return E_NOTIMPL; }
-    virtual HRESULT GetParameter(SVJOYFORCEPARAM*) { return E_NOTIMPL; }
+    virtual HRESULT SetSetting(SVJOYFORCEPARAM*) { return E_NOTIMPL; }
+    virtual HRESULT GetSetting(SVJOYFORCEPARAM*) { return E_NOTIMPL; }
     virtual HRESULT Open(DWORD joystickId) = 0;
     virtual HRESULT Close() = 0;
 };

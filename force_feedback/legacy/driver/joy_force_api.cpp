@@ -35,9 +35,9 @@ HRESULT CSVJoyForceAPI::WithTemporaryDevice(DWORD deviceSelector, Op op) {
 }
 
 HRESULT CSVJoyForceAPI::SetParameter(DWORD deviceSelector, SVJOYFORCEPARAM* param) {
-    return WithTemporaryDevice(deviceSelector, [param](CVDevice* d) { return d->SetParameter(param); });
+    return WithTemporaryDevice(deviceSelector, [param](CVDevice* d) { return d->SetSetting(param); });
 }
 
 HRESULT CSVJoyForceAPI::GetParameter(DWORD deviceSelector, SVJOYFORCEPARAM* param) {
-    return WithTemporaryDevice(deviceSelector, [param](CVDevice* d) { return d->GetParameter(param); });
+    return WithTemporaryDevice(deviceSelector, [param](CVDevice* d) { return d->GetSetting(param); });
 }

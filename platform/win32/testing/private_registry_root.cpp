@@ -1,0 +1,2 @@
+// Under Wine the tests use the real registry of a throw-away prefix; nothing
+// to redirect.
