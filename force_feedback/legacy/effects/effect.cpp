@@ -195,7 +195,7 @@ LONG CEffect::ApplyEnvelope(LONG m) const {
     auto signed_like_m = [m](std::int32_t r) { return m < 0 ? WrapNeg(r) : r; };
     if (m_elapsed < e.attackTime) {
         const std::int32_t level = static_cast<std::int32_t>(e.attackLevel);
-        return signed_like_m(WrapAdd(level, MulDiv(static_cast<std::int32_t>(m_elapsed), WrapSub(size, level),
+        return signed_like_m(WrapAdd(level, platform::MulDiv(static_cast<std::int32_t>(m_elapsed), WrapSub(size, level),
                                                    static_cast<std::int32_t>(e.attackTime))));
     }
     if (m_duration == kInfinite) return m;
@@ -203,12 +203,12 @@ LONG CEffect::ApplyEnvelope(LONG m) const {
     const std::int32_t fadeLevel = static_cast<std::int32_t>(e.fadeLevel);
     if (m_elapsed >= m_duration) return signed_like_m(fadeLevel);
     const auto into = static_cast<std::int32_t>(m_elapsed + e.fadeTime - m_duration);
-    return signed_like_m(WrapAdd(size, MulDiv(into, WrapSub(fadeLevel, size), static_cast<std::int32_t>(e.fadeTime))));
+    return signed_like_m(WrapAdd(size, platform::MulDiv(into, WrapSub(fadeLevel, size), static_cast<std::int32_t>(e.fadeTime))));
 }
 
 LONG CEffect::SplitByAngle(LONG m, BYTE angle, LONG* x, LONG* y, LONG scale) const {
-    *x = MulDiv(WrapMul(SineOfAngle(angle), m), scale, kSplitDivisor);
-    *y = MulDiv(WrapMul(SineOfAngle(angle + kQuarterCircle), m), scale, kSplitDivisor);
+    *x = platform::MulDiv(WrapMul(SineOfAngle(angle), m), scale, kSplitDivisor);
+    *y = platform::MulDiv(WrapMul(SineOfAngle(angle + kQuarterCircle), m), scale, kSplitDivisor);
     return *y;
 }
 
@@ -244,6 +244,6 @@ void CEffect::CartesianSplit(LONG m, LONG x0, LONG y0, bool useOwnDirections, LO
     }
     const auto ux = static_cast<std::int32_t>(fx / length * kWaveUnit);
     const auto uy = static_cast<std::int32_t>(fy / length * kWaveUnit);
-    *x = MulDiv(WrapMul(ux, m), scale, kSplitDivisor);
-    *y = MulDiv(WrapMul(uy, m), scale, kSplitDivisor);
+    *x = platform::MulDiv(WrapMul(ux, m), scale, kSplitDivisor);
+    *y = platform::MulDiv(WrapMul(uy, m), scale, kSplitDivisor);
 }

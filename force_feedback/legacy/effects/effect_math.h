@@ -31,7 +31,6 @@ inline std::int64_t WrapMul64(std::int64_t a, std::int64_t b) {
 
 inline std::int32_t Clamp(std::int32_t v, std::int32_t lo, std::int32_t hi) { return v < lo ? lo : (v > hi ? hi : v); }
 
-using platform::MulDiv;
 
 inline constexpr std::int32_t kFullScale = 10000;    // DI_FFNOMINALMAX
 inline constexpr std::int32_t kForceLimit = 127;     // device force units

@@ -56,7 +56,7 @@ void CSimulatedEffect::SplitForce(LONG force) {
 LONG CConstantEffect::Update(const SimTick* tick) {
     if (!AdvanceAndPlays(tick) || !TypeSpecific()) return 1;
     const LONG magnitude = ReadBlock<DICONSTANTFORCE>(TypeSpecific()).lMagnitude;
-    SplitForce(MulDiv(ApplyEnvelope(magnitude), static_cast<std::int32_t>(m_gain), kFullScale));
+    SplitForce(platform::MulDiv(ApplyEnvelope(magnitude), static_cast<std::int32_t>(m_gain), kFullScale));
     return 1;
 }
 
@@ -65,10 +65,10 @@ LONG CRampEffect::Update(const SimTick* tick) {
     const auto ramp = ReadBlock<DIRAMPFORCE>(TypeSpecific());
     // The duration is taken as signed: infinite (-1) runs the ramp backwards
     // without end: intentional, keep.
-    const std::int32_t progress = MulDiv(WrapSub(ramp.lEnd, ramp.lStart), static_cast<std::int32_t>(m_elapsed),
+    const std::int32_t progress = platform::MulDiv(WrapSub(ramp.lEnd, ramp.lStart), static_cast<std::int32_t>(m_elapsed),
                                          static_cast<std::int32_t>(m_duration));
     const LONG value = WrapAdd(ramp.lStart, progress);
-    SplitForce(MulDiv(ApplyEnvelope(value), static_cast<std::int32_t>(m_gain), kFullScale));
+    SplitForce(platform::MulDiv(ApplyEnvelope(value), static_cast<std::int32_t>(m_gain), kFullScale));
     return 1;
 }
 
@@ -127,7 +127,7 @@ LONG CPeriodicEffect::Update(const SimTick* tick) {
     if (p.dwPeriod != kInfinite) m_accumulator += (length * kPhaseFull) / p.dwPeriod;
     if (m_accumulator >= kPhaseFull) m_accumulator &= kPhaseMask;
     const std::int32_t m = ApplyEnvelope(static_cast<std::int32_t>(p.dwMagnitude));
-    const std::int32_t shaped = MulDiv(MulDiv(Waveform(), m, kWaveUnit), static_cast<std::int32_t>(m_gain), kFullScale);
+    const std::int32_t shaped = platform::MulDiv(platform::MulDiv(Waveform(), m, kWaveUnit), static_cast<std::int32_t>(m_gain), kFullScale);
     // The offset is added after the gain and is not scaled by it: intentional, keep.
     SplitForce(WrapAdd(shaped, p.lOffset));
     return 1;

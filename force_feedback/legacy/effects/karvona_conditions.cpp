@@ -17,7 +17,7 @@ constexpr LONG kKarvonaDeadBandMax = 0xFF;
 constexpr DWORD kKarvonaAxes = 2;
 
 LONG GainedMagnitude(LONG coefficient, DWORD gain) {
-    return WrapAbs(MulDiv(coefficient, static_cast<std::int32_t>(gain), kFullScale));
+    return WrapAbs(platform::MulDiv(coefficient, static_cast<std::int32_t>(gain), kFullScale));
 }
 
 }  // namespace
@@ -26,14 +26,14 @@ KarvonaAxisBlock KarvonaBlockOf(const DICONDITION& c, DWORD gain, bool damper) {
     const LONG k = std::max(GainedMagnitude(c.lPositiveCoefficient, gain), GainedMagnitude(c.lNegativeCoefficient, gain));
     KarvonaAxisBlock block{};
     block.mode = damper ? kKarvonaDamperMode : kKarvonaSpringMode;
-    block.coefficient = static_cast<BYTE>(std::min(MulDiv(k, kKarvonaCoefficientMax, kFullScale), kKarvonaCoefficientMax));
+    block.coefficient = static_cast<BYTE>(std::min<std::int32_t>(platform::MulDiv(k, kKarvonaCoefficientMax, kFullScale), kKarvonaCoefficientMax));
     if (damper) {
         block.saturation = static_cast<BYTE>(kKarvonaSaturationMax);
         return block;
     }
     const DWORD saturation = std::min<DWORD>(std::max(c.dwPositiveSaturation, c.dwNegativeSaturation), kFullScale);
-    block.saturation = static_cast<BYTE>(MulDiv(static_cast<std::int32_t>(saturation), kKarvonaSaturationMax, kFullScale));
-    block.deadBand = static_cast<BYTE>(MulDiv(Clamp(c.lDeadBand, 0, kFullScale), kKarvonaDeadBandMax, kFullScale));
+    block.saturation = static_cast<BYTE>(platform::MulDiv(static_cast<std::int32_t>(saturation), kKarvonaSaturationMax, kFullScale));
+    block.deadBand = static_cast<BYTE>(platform::MulDiv(Clamp(c.lDeadBand, 0, kFullScale), kKarvonaDeadBandMax, kFullScale));
     return block;
 }
 

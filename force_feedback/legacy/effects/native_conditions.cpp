@@ -41,10 +41,10 @@ struct SignedCoefficients {
 };
 
 SignedCoefficients Coefficients(const DICONDITION& c, DWORD gain, LONG steps) {
-    const std::int32_t kp = MulDiv(c.lPositiveCoefficient, static_cast<std::int32_t>(gain), kFullScale);
-    const std::int32_t kn = MulDiv(c.lNegativeCoefficient, static_cast<std::int32_t>(gain), kFullScale);
-    return {static_cast<BYTE>(MulDiv(WrapAbs(kp), steps, kFullScale)),
-            static_cast<BYTE>(MulDiv(WrapAbs(kn), steps, kFullScale)), static_cast<BYTE>(kp < 0),
+    const std::int32_t kp = platform::MulDiv(c.lPositiveCoefficient, static_cast<std::int32_t>(gain), kFullScale);
+    const std::int32_t kn = platform::MulDiv(c.lNegativeCoefficient, static_cast<std::int32_t>(gain), kFullScale);
+    return {static_cast<BYTE>(platform::MulDiv(WrapAbs(kp), steps, kFullScale)),
+            static_cast<BYTE>(platform::MulDiv(WrapAbs(kn), steps, kFullScale)), static_cast<BYTE>(kp < 0),
             static_cast<BYTE>(kn < 0)};
 }
 
@@ -72,16 +72,16 @@ void CConditionCommandWriter::SendClear(IEffectHost* host, DWORD target) {
 
 void CConditionCommandWriter::PutSpringEdges(const DICONDITION& c, LONG lowest, LONG centre, LONG highest) {
     const std::int32_t travel = WrapSub(highest, lowest);
-    const std::int32_t h = MulDiv(c.lDeadBand, travel, kFullScale) / 2;
+    const std::int32_t h = platform::MulDiv(c.lDeadBand, travel, kFullScale) / 2;
     if (m_targets == ConditionTargets::kWheelSlots) {
-        const std::int32_t c0 = MulDiv(c.lOffset, WrapAdd(travel, 1) >> 1, kFullScale);
+        const std::int32_t c0 = platform::MulDiv(c.lOffset, WrapAdd(travel, 1) >> 1, kFullScale);
         const std::int32_t lower = Clamp(WrapAdd(WrapSub(c0, h), centre), 0, kWheelEdgeMax) >> kWheelEdgeShift;
         const std::int32_t upper = Clamp(WrapAdd(WrapAdd(c0, h), centre), 0, kWheelEdgeMax) >> kWheelEdgeShift;
         m_command[kByteLowerEdge] = static_cast<BYTE>(lower >> 3);
         m_command[kByteUpperEdge] = static_cast<BYTE>(upper >> 3);
         m_command[kByteSigns] = static_cast<BYTE>(((upper & 7) << 5) | ((lower & 7) << 1));
     } else {
-        const std::int32_t c0 = MulDiv(c.lOffset, travel >> 1, kFullScale);
+        const std::int32_t c0 = platform::MulDiv(c.lOffset, travel >> 1, kFullScale);
         const std::int32_t lower = WrapAdd(WrapSub(c0, h), centre) >> kJoystickEdgeShift;
         const std::int32_t upper = WrapAdd(WrapAdd(c0, h), centre) >> kJoystickEdgeShift;
         m_command[kByteLowerEdge] = static_cast<BYTE>(Clamp(lower, 0, kJoystickEdgeMax));
@@ -102,7 +102,7 @@ void CConditionCommandWriter::SendSpring(IEffectHost* host, DWORD target, const 
     PutSpringEdges(*block, lowest, centre, highest);
     m_command[kByteCoefficients] = static_cast<BYTE>((k.positive << 4) | k.negative);
     m_command[kByteSigns] |= static_cast<BYTE>((k.positiveSign << 4) | k.negativeSign);
-    m_command[kByteClip] = static_cast<BYTE>(MulDiv(static_cast<std::int32_t>(block->dwPositiveSaturation), kClipSteps,
+    m_command[kByteClip] = static_cast<BYTE>(platform::MulDiv(static_cast<std::int32_t>(block->dwPositiveSaturation), kClipSteps,
                                                     kFullScale));
     QueueIfChanged(host, target);
 }
