@@ -178,16 +178,16 @@ public:
     template <class U = T, class = std::enable_if_t<!std::is_void_v<U>>>
     void set_value(value_type value) {
         require_unsettled();
-        m_state->set_value(std::move(value));
+        settle_with([&](auto& state) { state.set_value(std::move(value)); });
     }
     template <class U = T, class = std::enable_if_t<std::is_void_v<U>>>
     void set_value() {
         require_unsettled();
-        m_state->set_value({});
+        settle_with([](auto& state) { state.set_value({}); });
     }
     void set_exception(std::exception_ptr error) {
         require_unsettled();
-        m_state->set_exception(std::move(error));
+        settle_with([&](auto& state) { state.set_exception(std::move(error)); });
     }
     // Hands the promise's duty to another future: the promise's future gets
     // whatever `source` gets. Raises no_state when source is invalid.
@@ -206,6 +206,14 @@ private:
         require_state();
         if (m_delegated || m_state->is_ready())
             raise_future_error(future_errc::promise_already_satisfied, kPromiseAlreadySatisfied);
+    }
+    // The setter keeps its own reference: once the waiter has the result, the
+    // promise object may be destroyed by its owner while the setter is still
+    // waking waiters and running continuations.
+    template <class Set>
+    void settle_with(Set&& set) {
+        auto state = m_state;
+        set(*state);
     }
     void abandon() noexcept {
         if (!m_state) return;
