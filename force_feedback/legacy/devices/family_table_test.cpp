@@ -21,13 +21,4 @@ TEST(FamilyTableTest, ForeignProductIdHasNoRow) {
     EXPECT_EQ(nullptr, FamilyByProductId(0xFFFF));
 }
 
-TEST(FamilyTableTest, ModeReportsOnlyOnQuintarDrovikAndRavik) {
-    for (const FamilyRow& row : kFamilyTable) {
-        SCOPED_TRACE(CodenameOf(row.model));
-        const bool expected = row.model == Model::Quintar || row.model == Model::Drovik || row.model == Model::Ravik;
-        EXPECT_EQ(expected, row.modeReports);
-        EXPECT_EQ(row.model == Model::Prazen, row.bridge);
-    }
-}
-
 }  // namespace

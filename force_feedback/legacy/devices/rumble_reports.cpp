@@ -60,12 +60,12 @@ bool BuildRumbleStop(RumbleLayout layout, BYTE (&report)[rumble::kReportBufferLe
     std::memset(report, 0, sizeof report);
     switch (layout) {
         case RumbleLayout::A:
-            report[1] = rumble::kACmdStop;
+            report[rumble::kCommandAt] = rumble::kACmdStop;
             return true;
         case RumbleLayout::B:
             // Both motor bytes stay 0: the stop report is a motors report at rest.
-            report[0] = rumble::kBReportId;
-            report[1] = rumble::kBCmdMotors;
+            report[rumble::kReportIdAt] = rumble::kBReportId;
+            report[rumble::kCommandAt] = rumble::kBCmdMotors;
             return true;
         case RumbleLayout::None: break;
     }
@@ -75,8 +75,8 @@ bool BuildRumbleStop(RumbleLayout layout, BYTE (&report)[rumble::kReportBufferLe
 bool BuildRumbleStart(RumbleLayout layout, BYTE (&report)[rumble::kReportBufferLength]) {
     std::memset(report, 0, sizeof report);
     if (layout != RumbleLayout::A) return false;
-    report[1] = rumble::kAStartLow;
-    report[2] = rumble::kAStartHigh;
+    report[rumble::kCommandAt] = rumble::kAStartLow;
+    report[rumble::kCommandAt + 1] = rumble::kAStartHigh;
     return true;
 }
 
@@ -84,13 +84,13 @@ bool BuildRumbleMotors(RumbleLayout layout, BYTE (&report)[rumble::kReportBuffer
     std::memset(report, 0, sizeof report);
     switch (layout) {
         case RumbleLayout::A:
-            report[1] = rumble::kACmdMotors;
+            report[rumble::kCommandAt] = rumble::kACmdMotors;
             report[rumble::kAMotorAAt] = motors.a;
             report[rumble::kAMotorBAt] = motors.b;
             return true;
         case RumbleLayout::B:
-            report[0] = rumble::kBReportId;
-            report[1] = rumble::kBCmdMotors;
+            report[rumble::kReportIdAt] = rumble::kBReportId;
+            report[rumble::kCommandAt] = rumble::kBCmdMotors;
             report[rumble::kBMotorAAt] = motors.a;
             report[rumble::kBMotorBAt] = motors.b;
             return true;

@@ -18,6 +18,9 @@ inline constexpr DWORD kThresholdScale = 256;
 inline constexpr DWORD kFullScale = 10000;
 inline constexpr double kMaxCombined = 255.0;
 
+inline constexpr unsigned kReportIdAt = 0;
+inline constexpr unsigned kCommandAt = 1;
+
 // Layout A, from report byte 1.
 inline constexpr BYTE kACmdMotors = 0x51;
 inline constexpr BYTE kACmdStop = 0xF3;

@@ -154,13 +154,4 @@ TEST(RumbleLayoutTest, BareFamilyComputesButNeverSends) {
     EXPECT_FALSE(BuildRumbleReport(RumbleLayout::A, {RumbleSend::Nothing, {10, 10}}, b));
 }
 
-TEST(RumbleLayoutTest, EveryRumbleModelHasALayout) {
-    for (const FamilyRow& row : kFamilyTable) {
-        SCOPED_TRACE(CodenameOf(row.model));
-        EXPECT_EQ(row.family == DeviceFamily::Rumble, RumbleLayoutOf(row) != RumbleLayout::None);
-    }
-    EXPECT_EQ(RumbleLayout::B, RumbleLayoutOf(FamilyOf(Model::Lumisk)));
-    EXPECT_EQ(RumbleLayout::A, RumbleLayoutOf(FamilyOf(Model::Tollund)));
-}
-
 }  // namespace

@@ -5,9 +5,9 @@
 namespace {
 
 constexpr std::array<SettingRule, 10> kRumbleSettings = {{
-    {0, SettingId::OverallStrength, kStrengthLimit, true, false, 10000},
-    {1, SettingId::SpringStrength, kStrengthLimit, true, false, 10000},
-    {2, SettingId::DamperStrength, kStrengthLimit, true, false, 10000},
+    {0, SettingId::OverallStrength, kStrengthLimit, true, false, kStrengthDefault},
+    {1, SettingId::SpringStrength, kStrengthLimit, true, false, kStrengthDefault},
+    {2, SettingId::DamperStrength, kStrengthLimit, true, false, kStrengthDefault},
     {4, SettingId::ForceEnabled, kNoLimit, false, false, 0},
     {256, SettingId::AmplitudeBasedForce, kNoLimit, false, false, 0},
     {257, SettingId::AmplitudeBasedForceThreshold, kNoLimit, false, false, rumble::kAmplitudeThresholdDefault},

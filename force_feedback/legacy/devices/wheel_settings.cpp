@@ -6,10 +6,10 @@ namespace {
 
 // Index 5 is not a setting of these families; nothing above 6 is.
 constexpr std::array<SettingRule, 6> kWheelSettings = {{
-    {0, SettingId::OverallStrength, kStrengthLimit, true, false, 10000},
-    {1, SettingId::SpringStrength, kStrengthLimit, true, false, 10000},
-    {2, SettingId::DamperStrength, kStrengthLimit, true, false, 10000},
-    {3, SettingId::CenteringSpring, kStrengthLimit, false, false, 10000},
+    {0, SettingId::OverallStrength, kStrengthLimit, true, false, kStrengthDefault},
+    {1, SettingId::SpringStrength, kStrengthLimit, true, false, kStrengthDefault},
+    {2, SettingId::DamperStrength, kStrengthLimit, true, false, kStrengthDefault},
+    {3, SettingId::CenteringSpring, kStrengthLimit, false, false, kStrengthDefault},
     {4, SettingId::ForceEnabled, kNoLimit, false, false, 0},
     {6, SettingId::PersistentCenteringSpring, kNoLimit, false, false, 1},
 }};

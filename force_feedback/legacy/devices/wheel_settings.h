@@ -27,6 +27,7 @@ enum class SettingId : std::uint8_t {
 };
 
 inline constexpr DWORD kStrengthLimit = 15000;
+inline constexpr DWORD kStrengthDefault = 10000;
 inline constexpr DWORD kNoLimit = 0xFFFFFFFF;
 
 struct SettingRule {

@@ -54,17 +54,4 @@ TEST(SettingDefaultsTest, AnswersOfADeviceWithoutSettings) {
     EXPECT_EQ(0u, FindRumbleSetting(256)->defaultWithoutSettings);
 }
 
-TEST(SettingDefaultsTest, StrengthsRecomputeDerivedValuesAndSpringAdjustsAreBytes) {
-    for (DWORD i : {0u, 1u, 2u}) {
-        SCOPED_TRACE(i);
-        EXPECT_TRUE(FindWheelSetting(i)->recomputesDerived);
-        EXPECT_TRUE(FindRumbleSetting(i)->recomputesDerived);
-    }
-    EXPECT_FALSE(FindWheelSetting(3)->recomputesDerived);
-    EXPECT_TRUE(FindRumbleSetting(258)->lowByte);
-    EXPECT_TRUE(FindRumbleSetting(259)->lowByte);
-    EXPECT_FALSE(FindRumbleSetting(260)->lowByte);
-    EXPECT_EQ(SettingId::FlipDeltaSpringToY, FindRumbleSetting(261)->id);
-}
-
 }  // namespace
