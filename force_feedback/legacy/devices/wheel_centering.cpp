@@ -27,12 +27,12 @@ LONG CenteringValue(DWORD strength, LONG minimum, LONG deflt, LONG maximum) {
     if (strength == centering::kDefaultStrength) return deflt;
     const std::int32_t st = AsSigned(strength);
     if (strength > centering::kDefaultStrength) {
-        const LONG v = platform::MulDiv(st - kFullScale, maximum - deflt, centering::kUpperSpan) + deflt;
+        const LONG v = static_cast<LONG>(platform::MulDiv(st - kFullScale, maximum - deflt, centering::kUpperSpan)) + deflt;
         return std::max(std::min(v, maximum), deflt);
     }
     // Scales the span without adding the minimum back, so the value jumps
     // from about default - minimum to default at 100 % (intentional, keep).
-    LONG v = std::min(platform::MulDiv(st, deflt - minimum, kFullScale), deflt);
+    LONG v = std::min<LONG>(platform::MulDiv(st, deflt - minimum, kFullScale), deflt);
     if (v < minimum) v = minimum;
     return v;
 }
