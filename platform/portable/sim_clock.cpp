@@ -1,5 +1,6 @@
 #include "platform/sim_clock.h"
 
+#include <new>
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -47,9 +48,12 @@ struct Scheduler {
     std::vector<Waiter*> waiters;
 };
 
-// Never destroyed: worker threads may still wait while statics go away.
+// Never destroyed: worker threads may still wait while statics go away. Built
+// in static storage rather than on the heap, so a host that unloads the
+// library is not left holding an unreachable allocation.
 Scheduler& S() {
-    static Scheduler* scheduler = new Scheduler;
+    alignas(Scheduler) static unsigned char storage[sizeof(Scheduler)];
+    static Scheduler* scheduler = new (storage) Scheduler;
     return *scheduler;
 }
 

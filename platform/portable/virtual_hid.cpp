@@ -13,8 +13,10 @@ constexpr std::uint32_t kMaxButtons = 64;
 constexpr DWORD kErrorDeviceNotConnected = 1167;
 
 std::map<std::uint32_t, std::shared_ptr<Device>>& Registry() {
-    static auto* registry = new std::map<std::uint32_t, std::shared_ptr<Device>>;
-    return *registry;
+    // A plain static, so a host that unloads the library does not leave it
+    // behind; devices still plugged at unload go with it.
+    static std::map<std::uint32_t, std::shared_ptr<Device>> registry;
+    return registry;
 }
 
 bool ValidConfig(const FfdrvVirtualDevice& c) {
