@@ -304,7 +304,7 @@ void Parser::Download(Step& step, const std::vector<std::string>& w) {
     step.spec.typeName = type->name;
     step.spec.typeIndex = type->typeIndex;
     EffectKeys(step, w, 3);
-    if (step.spec.directionFlag == DIEFF_POLAR && step.spec.axes.size() == 1)
+    if (step.spec.directionFlag == DIEFF_POLAR && step.spec.axes.size() == 1 && !(step.paramFlags & DIEP_DIRECTION))
         step.spec.directionFlag = DIEFF_CARTESIAN, step.spec.directions = {1};
     Validate(step);
     step.paramFlags = DIEP_ALLPARAMS | (step.paramFlags & DIEP_START);
