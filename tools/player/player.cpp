@@ -1,0 +1,471 @@
+#include "tools/player/player.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <thread>
+
+#include "com_abi.h"
+#include "force_feedback/legacy/com/class_table.h"
+#include "force_feedback/legacy/driver/joy_force_api.h"
+#include "platform/library.h"
+#include "platform/virtual_hid_api.h"
+
+namespace ffplay {
+namespace {
+
+constexpr DWORD kDirectInputVersion = 0x0800;
+constexpr std::uint32_t kClockStartMs = 1000;
+constexpr std::uint16_t kInputReportLength = 9;
+constexpr std::uint16_t kReportLength = 65;
+constexpr std::uint16_t kAxisBits = 10;
+constexpr DWORD kEscapeVersion = 1;
+constexpr std::uint32_t kInputEveryMs = 4;  // about the rate a real device reports at
+constexpr size_t kMaxReport = 256;
+
+struct ResultRow {
+    std::uint32_t hr;
+    const char* name;
+};
+constexpr ResultRow kResults[] = {
+    {0x00000000u, "S_OK"},          {0x00000001u, "S_FALSE"},           {0x80070057u, "E_INVALIDARG"},
+    {0x80004001u, "E_NOTIMPL"},     {0x80004005u, "E_FAIL"},            {0x80004003u, "E_POINTER"},
+    {0x80070006u, "E_HANDLE"},      {0x8007000Eu, "E_OUTOFMEMORY"},     {0x80004002u, "E_NOINTERFACE"},
+    {0x80040201u, "DIERR_DEVICEFULL"}, {0x80040111u, "CLASS_E_CLASSNOTAVAILABLE"},
+};
+
+// The module's exports, found by name as DirectInput and a host find them.
+struct ModuleExports {
+    platform::Library library = nullptr;
+    HRESULT(STDMETHODCALLTYPE* getClassObject)(REFCLSID, REFIID, LPVOID*) = nullptr;
+    decltype(&FfdrvVirtualPlug) plug = nullptr;
+    decltype(&FfdrvVirtualUnplug) unplug = nullptr;
+    decltype(&FfdrvVirtualSetInput) setInput = nullptr;
+    decltype(&FfdrvVirtualReportCount) reportCount = nullptr;
+    decltype(&FfdrvVirtualGetReport) getReport = nullptr;
+    decltype(&FfdrvVirtualClockUseVirtual) useVirtual = nullptr;
+    decltype(&FfdrvVirtualClockUseReal) useReal = nullptr;
+    decltype(&FfdrvVirtualClockNow) now = nullptr;
+    decltype(&FfdrvVirtualClockAdvance) advance = nullptr;
+
+    template <typename Fn>
+    void Find(Fn* fn, const char* name) {
+        *fn = reinterpret_cast<Fn>(platform::LibrarySymbol(library, name));
+    }
+    bool Load(const std::string& path, std::string* error);
+};
+
+bool ModuleExports::Load(const std::string& path, std::string* error) {
+    library = platform::LoadLibraryPath(path, error);
+    if (library == nullptr) return false;
+    Find(&getClassObject, "DllGetClassObject");
+    Find(&plug, "FfdrvVirtualPlug");
+    Find(&unplug, "FfdrvVirtualUnplug");
+    Find(&setInput, "FfdrvVirtualSetInput");
+    Find(&reportCount, "FfdrvVirtualReportCount");
+    Find(&getReport, "FfdrvVirtualGetReport");
+    Find(&useVirtual, "FfdrvVirtualClockUseVirtual");
+    Find(&useReal, "FfdrvVirtualClockUseReal");
+    Find(&now, "FfdrvVirtualClockNow");
+    Find(&advance, "FfdrvVirtualClockAdvance");
+    if (getClassObject && plug && unplug && setInput && reportCount && getReport && useVirtual && useReal && now &&
+        advance)
+        return true;
+    *error = "the module lacks DllGetClassObject or the virtual-device functions";
+    return false;
+}
+
+int ClassIndexOf(Model model) {
+    for (int i = 0; i < kClassCount; ++i)
+        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
+    return -1;
+}
+
+FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
+    FfdrvVirtualDevice d{};
+    d.size = sizeof d;
+    d.joystickId = joystickId;
+    d.vendorId = kVendorId;
+    d.productId = Product(model).productId;
+    d.versionNumber = 0x0100;
+    d.inputReportLength = kInputReportLength;
+    d.outputReportLength = kReportLength;
+    d.featureReportLength = kReportLength;
+    for (int i = 0; i < 16; ++i) d.containerId[i] = static_cast<std::uint8_t>(0xC0 + joystickId + i);
+    d.hasCalibration = 1;
+    const std::int32_t calibration[6] = {0, CHardwareEmulator::kRawMax / 2 + 1, CHardwareEmulator::kRawMax,
+                                         0, CHardwareEmulator::kRawMax / 2 + 1, CHardwareEmulator::kRawMax};
+    std::memcpy(d.calibration, calibration, sizeof calibration);
+    d.axes[0] = {kAxisBits, 0, CHardwareEmulator::kRawMax};
+    d.axes[1] = {kAxisBits, 0, CHardwareEmulator::kRawMax};
+    d.buttonCount = kButtonCount;
+    return d;
+}
+
+std::string Hex(const std::uint8_t* bytes, size_t n) {
+    size_t used = n;
+    while (used > 2 && bytes[used - 1] == 0) --used;  // trailing zeros say nothing
+    std::string text;
+    char b[4];
+    for (size_t i = 0; i < used; ++i) {
+        std::snprintf(b, sizeof b, "%02X ", bytes[i]);
+        text += b;
+    }
+    if (used < n) text += "... ";
+    return text + "(" + std::to_string(n) + " bytes)";
+}
+
+DWORD Micro(DWORD ms) { return ms == kInfiniteMs ? INFINITE : ms * 1000; }
+
+// The type-specific block and DIEFFECT of a spec; both point into `storage`.
+struct EffectBlocks {
+    DIEFFECT effect{};
+    DIENVELOPE envelope{};
+    std::vector<DWORD> axes;
+    std::vector<LONG> directions;
+    std::vector<std::uint8_t> typeSpecific;
+    DICUSTOMFORCE custom{};
+    std::vector<LONG> samples;
+};
+
+template <typename T>
+void PutBlock(std::vector<std::uint8_t>* out, const T& block) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&block);
+    out->insert(out->end(), bytes, bytes + sizeof block);
+}
+
+void FillTypeSpecific(const EffectSpec& s, EffectBlocks* b) {
+    if (s.typeIndex == 0) PutBlock(&b->typeSpecific, s.constant);
+    else if (s.typeIndex == 1) PutBlock(&b->typeSpecific, s.ramp);
+    else if (s.typeIndex <= 6) {
+        DIPERIODIC p = s.periodic;
+        p.dwPeriod = Micro(p.dwPeriod);
+        PutBlock(&b->typeSpecific, p);
+    } else if (s.typeIndex <= 10) {
+        for (const DICONDITION& c : s.conditions) PutBlock(&b->typeSpecific, c);
+    } else {
+        b->samples = s.customSamples;
+        b->custom = {s.customChannels, Micro(s.customPeriodMs), static_cast<DWORD>(b->samples.size()), b->samples.data()};
+        PutBlock(&b->typeSpecific, b->custom);
+    }
+}
+
+void BuildEffect(const EffectSpec& s, EffectBlocks* b) {
+    b->axes = s.axes;
+    b->directions = s.directions;
+    b->directions.resize(b->axes.size(), 0);
+    b->envelope = {sizeof(DIENVELOPE), s.envelope.dwAttackLevel, Micro(s.envelope.dwAttackTime),
+                   s.envelope.dwFadeLevel, Micro(s.envelope.dwFadeTime)};
+    FillTypeSpecific(s, b);
+    DIEFFECT& e = b->effect;
+    e.dwSize = sizeof(DIEFFECT);
+    e.dwFlags = DIEFF_OBJECTIDS | s.directionFlag;
+    e.dwDuration = Micro(s.durationMs);
+    e.dwSamplePeriod = Micro(s.samplePeriodMs);
+    e.dwGain = s.gain;
+    e.dwTriggerButton = s.triggerButton;
+    e.dwTriggerRepeatInterval = Micro(s.triggerRepeatMs);
+    e.cAxes = static_cast<DWORD>(b->axes.size());
+    e.rgdwAxes = b->axes.data();
+    e.rglDirection = b->directions.data();
+    e.lpEnvelope = s.hasEnvelope ? &b->envelope : nullptr;
+    e.cbTypeSpecificParams = static_cast<DWORD>(b->typeSpecific.size());
+    e.lpvTypeSpecificParams = b->typeSpecific.data();
+    e.dwStartDelay = Micro(s.startDelayMs);
+}
+
+std::string FlagsText(DWORD flags) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(flags));
+    return text;
+}
+
+// Role: one play of one scenario. Owner: Play(). Calling thread: the
+// caller's; the driver's threads run inside clock advances. No lock.
+class Session {
+public:
+    Session(const Scenario& scenario, const PlayOptions& options)
+        : m_scenario(scenario), m_options(options), m_emulator(FamilyOf(scenario.model)) {}
+    PlayResult Run();
+
+private:
+    bool Open();
+    void Close();
+    void RunStep(const Step& step);
+    void EffectStep(const Step& step);
+    void DownloadStep(const Step& step);
+    void EscapeStep(const Step& step);
+    void SettingStep(const Step& step);
+    void Wait(DWORD ms);
+    void Tick();
+    void DrainReports();
+    void SendInput();
+    void Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra = "");
+    std::uint32_t Now() const { return m_exports.now() - m_start; }
+
+    const Scenario& m_scenario;
+    PlayOptions m_options;
+    CHardwareEmulator m_emulator;
+    ModuleExports m_exports;
+    PlayResult m_result;
+    IDirectInputEffectDriver* m_driver = nullptr;
+    ISVJoyForceAPI* m_settings = nullptr;
+    bool m_plugged = false;
+    std::uint32_t m_start = 0;
+    std::uint32_t m_nextReport = 0;
+    std::uint64_t m_buttons = 0;
+    std::uint64_t m_sentButtons = ~0ull;
+    std::int32_t m_sentX = -1, m_sentY = -1;
+    std::map<std::string, DWORD> m_handles;
+};
+
+void Session::Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra) {
+    ++m_result.callCount;
+    if (FAILED(hr)) ++m_result.failedCalls;
+    char time[32];
+    std::snprintf(time, sizeof time, "%7u ms  ", Now());
+    std::string line = std::string(time) + "CALL " + what + " -> " + ResultName(hr) + extra;
+    if (step) line += "  (line " + std::to_string(step->line) + ")";
+    m_result.trace.push_back(line);
+}
+
+bool Session::Open() {
+    if (!m_exports.Load(m_options.modulePath, &m_result.fatal)) {
+        m_result.fatal = "cannot load " + m_options.modulePath + ": " + m_result.fatal;
+        return false;
+    }
+    m_result.loaded = true;
+    if (m_options.realtime ? m_exports.useReal() : m_exports.useVirtual(kClockStartMs)) {
+        m_result.fatal = "the module has no virtual devices in this build";
+        return false;
+    }
+    m_start = m_exports.now();
+    const FfdrvVirtualDevice device = DeviceOf(m_scenario.model, m_scenario.joystickId);
+    const std::int32_t plugged = m_exports.plug(&device);
+    m_plugged = plugged == FFDRV_VIRTUAL_OK;
+    m_result.trace.push_back("      0 ms  PLUG " + std::string(Product(m_scenario.model).codename) + " (" +
+                             FamilyName(m_emulator.Family()) + ") at joystick " +
+                             std::to_string(m_scenario.joystickId) + (m_plugged ? "" : ": failed"));
+    const ClassRow& row = kClassTable[ClassIndexOf(m_scenario.model)];
+    IClassFactory* factory = nullptr;
+    HRESULT hr = m_exports.getClassObject(row.clsid, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+    Call(nullptr, std::string("DllGetClassObject(") + row.factoryName + ")", hr);
+    if (FAILED(hr)) return true;
+    hr = factory->CreateInstance(nullptr, IID_IDirectInputEffectDriver, reinterpret_cast<void**>(&m_driver));
+    Call(nullptr, "CreateInstance(IDirectInputEffectDriver)", hr);
+    factory->Release();
+    if (m_driver == nullptr) return true;
+    hr = m_driver->DeviceID(kDirectInputVersion, m_scenario.joystickId, TRUE, 0, nullptr);
+    m_result.deviceIdResult = ResultName(hr);
+    m_result.deviceOpened = SUCCEEDED(hr);
+    Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", begin)", hr,
+         m_result.deviceOpened ? "" : "  -- the driver could not open the device");
+    return true;
+}
+
+void Session::Close() {
+    if (m_driver && m_result.deviceOpened) {
+        Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", end)",
+             m_driver->DeviceID(kDirectInputVersion, m_scenario.joystickId, FALSE, 0, nullptr));
+    }
+    if (m_driver) m_driver->Release();
+    if (m_settings) m_settings->Release();
+    if (m_exports.library) {
+        if (!m_options.realtime) m_exports.advance(1);
+        DrainReports();
+        if (m_plugged) m_exports.unplug(m_scenario.joystickId);
+        m_exports.useReal();
+    }
+    // The module stays loaded: a driver's threads may still be winding down.
+}
+
+void Session::DrainReports() {
+    if (!m_plugged) return;
+    const std::int32_t count = m_exports.reportCount(m_scenario.joystickId);
+    for (; static_cast<std::int32_t>(m_nextReport) < count; ++m_nextReport) {
+        std::uint8_t buffer[kMaxReport] = {};
+        std::uint32_t kind = 0, timeMs = 0;
+        const std::int32_t n =
+            m_exports.getReport(m_scenario.joystickId, m_nextReport, &kind, &timeMs, buffer, sizeof buffer);
+        if (n < 0) break;
+        const std::vector<std::uint8_t> report(buffer, buffer + std::min<size_t>(n, sizeof buffer));
+        const bool feature = kind == FFDRV_VIRTUAL_REPORT_FEATURE;
+        const std::string meaning = feature ? m_emulator.DecodeFeature(report) : m_emulator.DecodeOutput(report);
+        char head[48];
+        std::snprintf(head, sizeof head, "%7u ms  %s ", timeMs - m_start, feature ? "FEAT" : "OUT ");
+        m_result.trace.push_back(std::string(head) + Hex(report.data(), report.size()));
+        m_result.trace.push_back("              = " + meaning);
+        m_result.reports.push_back({timeMs - m_start, meaning});
+    }
+}
+
+void Session::SendInput() {
+    const std::int32_t x = m_emulator.RawAxis(0), y = m_emulator.RawAxis(1);
+    if (!m_plugged || (x == m_sentX && y == m_sentY && m_buttons == m_sentButtons)) return;
+    m_exports.setInput(m_scenario.joystickId, x, y, m_buttons);
+    m_sentX = x, m_sentY = y, m_sentButtons = m_buttons;
+}
+
+void Session::Tick() {
+    if (m_options.realtime) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    else m_exports.advance(1);
+    DrainReports();
+    m_emulator.Step(0.001);
+    const std::uint32_t t = Now();
+    if (t % kInputEveryMs == 0) SendInput();
+    if (t % m_options.sampleEveryMs != 0) return;
+    const AxisState& x = m_emulator.Axis(0);
+    m_result.samples.push_back({t, m_emulator.CommandForce(0), m_emulator.CommandForce(1), x.force, x.position,
+                                m_emulator.Axis(1).position, m_emulator.Motor(0), m_emulator.Motor(1), m_buttons});
+}
+
+void Session::Wait(DWORD ms) {
+    const std::uint32_t until = Now() + ms;
+    while (Now() < until) Tick();
+}
+
+PlayResult Session::Run() {
+    if (!Open()) return std::move(m_result);
+    SendInput();
+    for (const Step& step : m_scenario.steps) {
+        RunStep(step);
+        DrainReports();
+    }
+    Close();
+    return std::move(m_result);
+}
+
+void Session::DownloadStep(const Step& step) {
+    EffectBlocks blocks;
+    BuildEffect(step.spec, &blocks);
+    const bool update = step.kind == StepKind::kUpdate;
+    DWORD handle = update ? m_handles[step.effect] : 0;
+    const HRESULT hr = m_driver->DownloadEffect(m_scenario.joystickId, step.spec.typeIndex, &handle, &blocks.effect,
+                                                step.paramFlags);
+    if (!update && handle != 0) m_handles[step.effect] = handle;
+    Call(&step,
+         std::string(update ? "DownloadEffect(update " : "DownloadEffect(") + step.effect + ": " + step.spec.typeName +
+             ", flags " + FlagsText(step.paramFlags) + ")",
+         hr, ", handle " + std::to_string(handle));
+}
+
+void Session::EffectStep(const Step& step) {
+    const DWORD id = m_scenario.joystickId;
+    const DWORD handle = m_handles.count(step.effect) ? m_handles[step.effect] : 0;
+    const std::string target = "(" + step.effect + ", handle " + std::to_string(handle);
+    switch (step.kind) {
+        case StepKind::kStart:
+            return Call(&step, "StartEffect" + target + ", count " + std::to_string(step.value) + ")",
+                        m_driver->StartEffect(id, handle, step.value2, step.value));
+        case StepKind::kStop: return Call(&step, "StopEffect" + target + ")", m_driver->StopEffect(id, handle));
+        case StepKind::kDestroy: {
+            const HRESULT hr = m_driver->DestroyEffect(id, handle);
+            m_handles.erase(step.effect);
+            return Call(&step, "DestroyEffect" + target + ")", hr);
+        }
+        default: {
+            DWORD status = 0;
+            const HRESULT hr = m_driver->GetEffectStatus(id, handle, &status);
+            return Call(&step, "GetEffectStatus" + target + ")", hr, status ? ", playing" : ", not playing");
+        }
+    }
+}
+
+void Session::EscapeStep(const Step& step) {
+    std::vector<std::uint8_t> in(8);
+    if (step.value == 0 || step.value == 2) {
+        if (step.value == 2) in.insert(in.end(), {static_cast<std::uint8_t>(step.value2),
+                                                  static_cast<std::uint8_t>(step.floats.size()), 0, 0});
+        for (float f : step.floats) PutBlock(&in, f);
+    } else if (step.value == 1) {
+        PutBlock(&in, step.statusValue);
+    }
+    const DWORD size = static_cast<DWORD>(in.size()), version = kEscapeVersion;
+    std::memcpy(in.data(), &size, 4);
+    std::memcpy(in.data() + 4, &version, 4);
+    std::uint8_t out[2] = {};
+    DIEFFESCAPE escape{sizeof(DIEFFESCAPE), step.value, in.data(), size, step.value == 3 ? out : nullptr,
+                       step.value == 3 ? 2u : 0u};
+    const HRESULT hr = m_driver->Escape(m_scenario.joystickId, 0, &escape);
+    std::string extra;
+    if (step.value == 1 && hr == S_OK && escape.lpvOutBuffer && escape.cbOutBuffer == 4) {
+        LONG status = 0;
+        std::memcpy(&status, escape.lpvOutBuffer, 4);
+        extra = ", status value " + std::to_string(status);
+    }
+    Call(&step, "Escape(command " + std::to_string(step.value) + ")", hr, extra);
+}
+
+void Session::SettingStep(const Step& step) {
+    if (m_settings == nullptr) {
+        IClassFactory* factory = nullptr;
+        HRESULT hr = m_exports.getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+        if (SUCCEEDED(hr)) {
+            hr = factory->CreateInstance(nullptr, IID_ISVJoyForceAPI, reinterpret_cast<void**>(&m_settings));
+            factory->Release();
+        }
+        if (FAILED(hr) || m_settings == nullptr) return Call(&step, "CreateInstance(ISVJoyForceAPI)", hr);
+    }
+    SVJOYFORCEPARAM param{step.value, step.save ? 1u : 0u, step.value2};
+    const std::string index = std::to_string(step.value);
+    if (step.kind == StepKind::kGetSetting) {
+        const HRESULT hr = m_settings->GetParameter(CSVJoyForceAPI::kSelectorWheel, &param);
+        return Call(&step, "ISVJoyForceAPI::GetParameter(" + index + ")", hr, ", value " + std::to_string(param.dwValue));
+    }
+    Call(&step, "ISVJoyForceAPI::SetParameter(" + index + ", " + std::to_string(step.value2) + ")",
+         m_settings->SetParameter(CSVJoyForceAPI::kSelectorWheel, &param));
+}
+
+void Session::RunStep(const Step& step) {
+    if (step.kind == StepKind::kWait) return Wait(step.value);
+    if (step.kind == StepKind::kPress || step.kind == StepKind::kRelease) {
+        const std::uint64_t bit = 1ull << (step.value - 1);
+        m_buttons = step.kind == StepKind::kPress ? (m_buttons | bit) : (m_buttons & ~bit);
+        m_result.trace.push_back(std::string(8 - std::min<size_t>(8, std::to_string(Now()).size()), ' ') +
+                                 std::to_string(Now()) + " ms  " + (step.kind == StepKind::kPress ? "PRESS" : "RELEASE") +
+                                 " button " + std::to_string(step.value));
+        return SendInput();
+    }
+    if (step.kind == StepKind::kSetSetting || step.kind == StepKind::kGetSetting) return SettingStep(step);
+    if (m_driver == nullptr) {
+        ++m_result.failedCalls;
+        m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
+        return;
+    }
+    const DWORD id = m_scenario.joystickId;
+    switch (step.kind) {
+        case StepKind::kDownload:
+        case StepKind::kUpdate: return DownloadStep(step);
+        case StepKind::kGain: return Call(&step, "SetGain(" + std::to_string(step.value) + ")", m_driver->SetGain(id, step.value));
+        case StepKind::kCommand:
+            return Call(&step, std::string("SendForceFeedbackCommand(") + CommandName(step.value) + ")",
+                        m_driver->SendForceFeedbackCommand(id, step.value));
+        case StepKind::kState: {
+            DIDEVICESTATE state{sizeof(DIDEVICESTATE), 0, 0};
+            const HRESULT hr = m_driver->GetForceFeedbackState(id, &state);
+            return Call(&step, "GetForceFeedbackState", hr,
+                        ", state " + FlagsText(state.dwState) + ", load " + std::to_string(state.dwLoad) + " %");
+        }
+        case StepKind::kEscape: return EscapeStep(step);
+        default: return EffectStep(step);
+    }
+}
+
+}  // namespace
+
+std::string ResultName(std::int32_t hr) {
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "0x%08X", static_cast<unsigned>(hr));
+    for (const ResultRow& row : kResults)
+        if (row.hr == static_cast<std::uint32_t>(hr))
+            return hr == 0 ? std::string(row.name) : std::string(row.name) + " (" + hex + ")";
+    return hex;
+}
+
+PlayResult Play(const Scenario& scenario, const PlayOptions& options) {
+    Session session(scenario, options);
+    return session.Run();
+}
+
+}  // namespace ffplay
