@@ -9,13 +9,12 @@
 
 void CProbeSimThread::ReportStep(LONG x, LONG y) {
     ++m_passes;
-    if (m_wroteAny && x == m_lastX && y == m_lastY) return;
+    if (x == m_lastX && y == m_lastY) return;
     std::vector<BYTE> report(std::max(OutputReportLength(), kProbeYOffset + 1), 0);
     report[kProbeCommandOffset] = kProbeForceCommand;
     report[kProbeXOffset] = static_cast<BYTE>(static_cast<signed char>(x));
     report[kProbeYOffset] = static_cast<BYTE>(static_cast<signed char>(y));
     WriteReport(report.data(), OutputReportLength());
-    m_wroteAny = true;
     m_lastX = x;
     m_lastY = y;
 }

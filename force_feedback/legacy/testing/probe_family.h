@@ -33,7 +33,6 @@ protected:
     void ReportStep(LONG x, LONG y) override;
 
 private:
-    bool m_wroteAny = false;
     LONG m_lastX = 0;
     LONG m_lastY = 0;
     std::atomic<unsigned> m_passes{0};
