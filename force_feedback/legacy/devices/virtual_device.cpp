@@ -40,7 +40,8 @@ CVDevice::~CVDevice() {
     {
         std::lock_guard lock(m_mutex);
         m_input.reset();
-        DeleteAllEffects();
+        // Deleted without a stop: the thread they would report to is gone.
+        for (auto& effect : m_effects) effect.reset();
     }
     m_settings.reset();
     ModuleDecrement();

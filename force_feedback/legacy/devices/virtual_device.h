@@ -126,7 +126,7 @@ protected:
     bool ForceFeedbackEnabled() const;
     // Slot of a handle, or -1 for 0 and anything past 64.
     static LONG SlotOf(DWORD handle);
-    // Under the mutex.
+    // Stops and deletes every effect; under the mutex.
     void DeleteAllEffects();
 
     DWORD m_indicatorLevel = 0;
