@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <vector>
 
 #include "force_feedback/legacy/com/module.h"
@@ -84,6 +85,7 @@ struct LoadCase {
     DWORD effects;
     DWORD load;
 };
+void PrintTo(const LoadCase& c, std::ostream* os) { *os << c.effects << " effects"; }
 class LoadTest : public VirtualDeviceTest, public ::testing::WithParamInterface<LoadCase> {};
 
 TEST_P(LoadTest, LoadIsThePercentageOfSlotsRoundedDown) {
@@ -307,6 +309,7 @@ struct MalformedCase {
     DWORD command;
     std::vector<DWORD> words;
 };
+void PrintTo(const MalformedCase& c, std::ostream* os) { *os << c.name; }
 class MalformedEscapeTest : public ::testing::TestWithParam<MalformedCase> {};
 
 TEST_P(MalformedEscapeTest, AnswersFalseNotAnErrorAndCallsNoHook) {
