@@ -1,0 +1,334 @@
+#include "force_feedback/legacy/sim/sim_thread.h"
+
+#include <algorithm>
+
+#include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/effects/effect.h"
+#include "force_feedback/legacy/settings/global_data.h"
+#include "force_feedback/legacy/sim/paced_writer.h"
+#include "platform/muldiv.h"
+
+namespace {
+constexpr DWORD kFullScale = 10000;
+constexpr unsigned kButtons = 32;
+// Completion routines of a cancelled read run during the next alertable
+// waits; this bounds how long the last pass waits for them.
+constexpr int kCancelDrainWaits = 50;
+constexpr unsigned kCentreX = 1;
+constexpr unsigned kCentreY = 4;
+}  // namespace
+
+void RankLoad(LoadRanking& ranking, DWORD load, LONG slot) {
+    for (unsigned i = 0; i < kHardwareSlots; ++i) {
+        if (load <= ranking[i].load) continue;
+        for (unsigned j = kHardwareSlots - 1; j > i; --j) ranking[j] = ranking[j - 1];
+        ranking[i] = {load, slot};
+        return;
+    }
+}
+
+LONG ClampForce(LONG value) { return std::clamp(value, kMinForce, kMaxForce); }
+
+void ScaleSums(ForceSums& sums, DWORD combinedGain, DWORD knee, const std::function<LONG(LONG)>& mapForce) {
+    if (combinedGain < knee) {
+        const auto a = static_cast<std::int32_t>(combinedGain);
+        const auto b = static_cast<std::int32_t>(knee);
+        for (LONG* sum : {&sums.x1, &sums.y1, &sums.x2, &sums.y2}) *sum = platform::MulDiv(*sum, a, b);
+    } else if (combinedGain > knee) {
+        // Only the first pair goes through the boost curve; the second pair
+        // is left at full value. Intentional, keep.
+        sums.x1 = mapForce(ClampForce(sums.x1));
+        sums.y1 = mapForce(ClampForce(sums.y1));
+    }
+}
+
+CSimThread::CSimThread(CVDevice* device)
+    : m_device(device),
+      m_inputLength(device->GetInputReportLength()),
+      m_outputLength(device->GetOutputReportLength()),
+      m_inputBuffer(m_inputLength, 0),
+      m_queue(m_outputLength) {
+    DWORD raw[6] = {};
+    device->GetRawCalibration(raw);
+    m_position[0] = static_cast<LONG>(raw[kCentreX]);
+    m_position[1] = static_cast<LONG>(raw[kCentreY]);
+}
+
+CSimThread::~CSimThread() { End(); }
+
+DWORD CSimThread::Begin() {
+    m_running = true;
+    m_runEvent = std::make_unique<platform::SimEvent>(/*manualReset=*/true, /*initiallySignaled=*/true);
+    if (!m_runEvent->IsValid()) {
+        m_runEvent.reset();
+        return kErrorNoSystemResources;
+    }
+    // The first tick measures from here, so it is stored before the thread
+    // can read it.
+    m_lastTickGuard.Activate();
+    m_lastTickTime = platform::SimTimeMs();
+    // Made on this thread so the virtual clock counts the new thread as busy
+    // from its first instruction.
+    auto participant = std::make_shared<platform::SimParticipant>();
+    m_thread = platform::Thread::Start([this, participant]() mutable { ThreadProc(std::move(participant)); },
+                                       platform::ThreadPriority::kHighest);
+    if (!m_thread) {
+        m_runEvent.reset();
+        return kErrorNoSystemResources;
+    }
+    return 0;
+}
+
+void CSimThread::ThreadProc(std::shared_ptr<platform::SimParticipant> participant) {
+    participant->Attach();
+    bool go = RunOnce(!m_running);
+    while (go) {
+        platform::SimWait(*m_runEvent, platform::kSimInfinite, /*alertable=*/false);
+        m_firstPass = false;
+        go = RunOnce(!m_running);
+    }
+    m_running = false;
+    participant.reset();  // the clock stops waiting for this thread
+}
+
+DWORD CSimThread::Pause() {
+    if (m_thread) m_runEvent->Reset();
+    return 0;
+}
+
+DWORD CSimThread::Resume() {
+    if (m_thread) m_runEvent->Set();
+    return 0;
+}
+
+DWORD CSimThread::End() {
+    m_running = false;
+    if (!m_thread) return 0;
+    Resume();  // a paused loop must see the request
+    if (platform::IsVirtualClock()) {
+        // The last pass needs time to pass (paced writes); on the virtual
+        // clock the waiting caller is what lets it pass.
+        while (!m_thread->Join(0)) platform::AdvanceVirtualClock(1);
+    } else {
+        m_thread->Join(platform::kSimInfinite);
+    }
+    m_thread.reset();
+    m_runEvent.reset();
+    m_lastTickGuard.Deactivate();
+    return 0;
+}
+
+bool CSimThread::IsRunning() const { return m_running && m_thread != nullptr; }
+
+bool CSimThread::RunOnce(bool stopping) {
+    if (m_firstPass) StartInputRead();
+    if (!stopping) {
+        Tick();
+        platform::SimSleep(0, /*alertable=*/true);  // lets the input completion run
+        return true;
+    }
+    CancelInputRead();
+    FlushQueuedReports();
+    SendResetReport();
+    return false;
+}
+
+bool CSimThread::WriteReport(BYTE* report, unsigned length) {
+    ++m_writesThisPass;
+    if (length == 0) return false;
+    return WritePacedReport(m_device->GetHidHandle(), m_device->GetReportId(), report, length);
+}
+
+bool CSimThread::QueueReport(const BYTE* report, unsigned length) {
+    std::lock_guard lock(m_producerLock);
+    return m_queue.QueueReport(report, length);
+}
+
+bool CSimThread::DequeueReport(BYTE* out) { return m_queue.DequeueReport(out); }
+
+void CSimThread::FlushQueuedReports() {
+    std::vector<BYTE> report(std::max(m_outputLength, 1u), 0);
+    while (DequeueReport(report.data())) {
+        report[0] = 0;
+        WriteReport(report.data(), m_outputLength);
+    }
+}
+
+void CSimThread::SendResetReport() {
+    std::vector<BYTE> report(std::max(m_outputLength, kResetReportLength), 0);
+    report[kResetCommandOffset] = kResetCommand;
+    WriteReport(report.data(), m_outputLength);
+}
+
+bool CSimThread::GetCalibration(CalibrationRecord* out) {
+    DWORD values[6] = {};
+    m_device->GetCalibration(values);
+    for (int i = 0; i < 2; ++i) {
+        out->axes[i] = {static_cast<LONG>(values[3 * i]), static_cast<LONG>(values[3 * i + 1]),
+                        static_cast<LONG>(values[3 * i + 2])};
+    }
+    return true;
+}
+
+bool CSimThread::GetRawCalibration(CalibrationRecord* out) {
+    DWORD values[6] = {};
+    m_device->GetRawCalibration(values);
+    for (int i = 0; i < 2; ++i) {
+        out->axes[i] = {static_cast<LONG>(values[3 * i]), static_cast<LONG>(values[3 * i + 1]),
+                        static_cast<LONG>(values[3 * i + 2])};
+    }
+    return true;
+}
+
+void CSimThread::StartInputRead() {
+    const platform::hid::File file = m_device->GetHidHandle();
+    if (m_inputLength == 0 || m_readPending || file == platform::hid::InvalidFile()) return;
+    m_readIo.Reset();
+    m_readIo.context = this;
+    // A read that cannot start is dropped; the next pass does not retry.
+    m_readPending = platform::hid::ReadFileEx(file, m_inputBuffer.data(), m_inputLength, &m_readIo, &OnInputRead);
+}
+
+void CSimThread::OnInputRead(DWORD error, DWORD, platform::hid::AsyncIo* io) {
+    auto* self = static_cast<CSimThread*>(io->context);
+    self->m_readPending = false;
+    // A failed or cancelled read (device gone, thread ending) is not
+    // reissued: a vanished device would otherwise fail reads in a loop.
+    if (error != 0) return;
+    self->UpdateInput();
+    self->ProcessTriggers();
+    if (self->m_running) self->StartInputRead();
+}
+
+void CSimThread::CancelInputRead() {
+    if (!m_readPending) return;
+    platform::hid::CancelIo(m_device->GetHidHandle());
+    for (int i = 0; m_readPending && i < kCancelDrainWaits; ++i) platform::SimSleep(i == 0 ? 0 : 1, true);
+}
+
+void CSimThread::UpdateInput() {
+    m_position[0] = static_cast<LONG>(m_device->GetAxisValue(0, m_inputBuffer.data(), m_inputLength));
+    m_position[1] = static_cast<LONG>(m_device->GetAxisValue(1, m_inputBuffer.data(), m_inputLength));
+}
+
+void CSimThread::ProcessTriggers() {
+    const DWORD previous = m_buttonState;
+    m_buttonState = m_device->GetButtons(m_inputBuffer.data(), m_inputLength);
+    const DWORD changed = previous ^ m_buttonState;
+    if (changed == 0) return;
+    std::lock_guard lock(m_device->Mutex());
+    for (unsigned b = 0; b < kButtons; ++b) {
+        const DWORD bit = DWORD{1} << b;
+        if (!(changed & bit)) continue;
+        const bool pressed = (m_buttonState & bit) != 0;
+        for (DWORD i = 0; i < kEffectSlots; ++i) {
+            CEffect* e = m_device->GetEffect(i);
+            if (e == nullptr || ObjectInstance(e->TriggerButton()) != b) continue;
+            if (!pressed) {
+                // Releasing the trigger stops only effects without an end of
+                // their own; finite ones play out.
+                if (e->IsPlaying() && e->Duration() == kInfinite) e->Stop();
+                continue;
+            }
+            if (e->IsPlaying()) e->Stop();
+            e->Start(0, 1);
+        }
+    }
+}
+
+DWORD CSimThread::TickLength() {
+    platform::SimTimerGuard guard;
+    guard.Activate();
+    const std::uint32_t now = platform::SimTimeMs();
+    guard.Deactivate();
+    const DWORD length = now - m_lastTickTime;
+    m_lastTickTime = now;
+    return length;
+}
+
+void CSimThread::Tick() {
+    const SimTick tick{TickLength()};
+    if (m_device->SettingsChanged()) m_device->RefreshSettings();
+    m_writesThisPass = 0;
+    ForceSums sums;
+    PassOverEffects(tick, sums);
+    if (CGlobalData* settings = m_device->GetGlobalData()) {
+        ScaleSums(sums, settings->GetCombinedGain(), settings->GetCurveKnee(),
+                  [this](LONG force) { return m_device->MapForce(force); });
+    }
+    ReportStep(ClampForce(sums.x1 + sums.x2), ClampForce(sums.y1 + sums.y2));
+    FlushQueuedReports();
+    if (m_writesThisPass == 0) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
+}
+
+void CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
+    std::lock_guard lock(m_device->Mutex());
+    LoadRanking ranking{};
+    for (DWORD i = 0; i < kEffectSlots; ++i) {
+        CEffect* e = m_device->GetEffect(i);
+        if (e == nullptr) continue;
+        if (!e->IsSimulated()) {
+            RankLoad(ranking, e->GetLoad(), static_cast<LONG>(i));
+            continue;
+        }
+        e->Update(&tick);
+        LONG x = 0, y = 0, summingClass = 0;
+        if (e->GetForce(&x, &y, &summingClass) != S_OK) continue;
+        (summingClass != 0 ? sums.x1 : sums.x2) += x;
+        (summingClass != 0 ? sums.y1 : sums.y2) += y;
+    }
+    for (unsigned p = 0; p < kHardwareSlots; ++p) {
+        AssignHardwareSlot(p, ranking[p].slot, ranking[p].load, &m_rememberedSlot[p], tick);
+    }
+}
+
+void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remembered, const SimTick& tick) {
+    if (newSlot == kNoSlot) return;
+    if (*remembered != kNoSlot && *remembered != newSlot) {
+        CEffect* old = m_device->GetEffect(static_cast<DWORD>(*remembered));
+        if (old != nullptr && !old->IsSimulated()) {
+            old->SetHardwareSlot(kNoHardwareSlot);
+            old->Update(&tick);
+        }
+    }
+    *remembered = newSlot;
+    CEffect* e = m_device->GetEffect(static_cast<DWORD>(newSlot));
+    if (e != nullptr && !e->IsSimulated()) {
+        e->SetHardwareSlot(static_cast<LONG>(p));
+        e->Update(&tick);
+    }
+}
+
+LONG CSimThread::GetRawPosition(int axis) { return m_position[axis == 0 ? 0 : 1]; }
+LONG CSimThread::GetFilteredVelocity(int axis) { return m_velocity[axis == 0 ? 0 : 1]; }
+void CSimThread::Sleep(DWORD milliseconds) { platform::SimSleep(milliseconds, /*alertable=*/false); }
+
+LONG CSimThread::GetSpringStrength() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return static_cast<LONG>(s ? s->GetSpringStrength() : kFullScale);
+}
+
+LONG CSimThread::GetDamperStrength() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return static_cast<LONG>(s ? s->GetDamperStrength() : kFullScale);
+}
+
+BYTE CSimThread::GetDeltaSpringXAdjust() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return s ? s->GetDeltaSpringXAdjust() : 0;
+}
+
+BYTE CSimThread::GetDeltaSpringYAdjust() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return s ? s->GetDeltaSpringYAdjust() : 0;
+}
+
+DWORD CSimThread::GetDeltaSpringAdjustDown() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return s ? s->GetDeltaSpringAdjustDown() : 0;
+}
+
+DWORD CSimThread::GetFlipDeltaSpringToY() {
+    CGlobalData* s = m_device->GetGlobalData();
+    return s ? s->GetFlipDeltaSpringToY() : 0;
+}

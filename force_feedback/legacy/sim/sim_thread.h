@@ -1,0 +1,157 @@
+// The simulation thread of one open device: about every 8 ms it advances the
+// device's effects, sums the forces of the simulated ones, scales the sum by
+// the device's strength, hands it to the family's report step and writes the
+// reports other threads queued. It is also the effects' host.
+//
+// Role: base of the families (wheel, joystick, rumble), which fill the report
+// step, the input update and the hardware slot assignment. Owner: the device
+// (created with the device as argument; Begin on open, End on close).
+// Calling threads: Begin/Pause/Resume/End and QueueReport from application
+// threads; everything else runs on the thread itself. Lock: the device mutex
+// for the pass over the effect table, never across a write; the report ring
+// is single-consumer and its producers are serialised by their own lock.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "com_abi.h"
+#include "force_feedback/legacy/effects/effect_host.h"
+#include "force_feedback/legacy/sim/report_queue.h"
+#include "force_feedback/legacy/sim/sim_tick.h"
+#include "platform/hid.h"
+#include "platform/sim_clock.h"
+#include "platform/thread.h"
+
+class CVDevice;
+
+// Begin's result when the thread or its event cannot be made
+// (ERROR_NO_SYSTEM_RESOURCES).
+inline constexpr DWORD kErrorNoSystemResources = 1450;
+inline constexpr unsigned kHardwareSlots = 3;
+inline constexpr LONG kNoSlot = -1;
+inline constexpr LONG kMinForce = -127;
+inline constexpr LONG kMaxForce = 127;
+// The device's reset command, sent once as the thread ends.
+inline constexpr unsigned kResetReportLength = 65;
+inline constexpr BYTE kResetCommand = 0xF3;
+inline constexpr unsigned kResetCommandOffset = 1;
+// A pass that wrote nothing sleeps as long as a paced write would take.
+inline constexpr DWORD kIdlePassMs = 8;
+
+// One entry of the three-highest-load ranking.
+struct LoadRank {
+    DWORD load = 0;
+    LONG slot = kNoSlot;
+};
+using LoadRanking = LoadRank[kHardwareSlots];
+
+// Inserts (load, slot) into a ranking ordered from highest down: before the
+// first entry whose load it exceeds as an unsigned number, so equal loads
+// keep the earlier slot ahead; the last entry drops out.
+void RankLoad(LoadRanking& ranking, DWORD load, LONG slot);
+
+// The four sums of a pass. Summing class non-zero goes to the first pair,
+// which the boost curve may reshape; the second pair is only attenuated.
+struct ForceSums {
+    LONG x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+};
+
+// Step 7 of the pass: attenuates all four sums when the combined gain is
+// below the curve knee, or sends the first pair through `mapForce` (after
+// clamping) when it is above. Pure, for the families and the tests.
+void ScaleSums(ForceSums& sums, DWORD combinedGain, DWORD knee, const std::function<LONG(LONG)>& mapForce);
+
+LONG ClampForce(LONG value);
+
+class CSimThread : public IEffectHost {
+public:
+    explicit CSimThread(CVDevice* device);
+    // Ends the thread, then frees the buffers.
+    ~CSimThread() override;
+    CSimThread(const CSimThread&) = delete;
+    CSimThread& operator=(const CSimThread&) = delete;
+
+    // 0, or kErrorNoSystemResources.
+    virtual DWORD Begin();
+    virtual DWORD Pause();
+    virtual DWORD Resume();
+    // Lets the loop run its last pass (queued reports, then the reset
+    // command) and joins the thread. On the virtual clock the caller lets
+    // virtual time run while it waits, so it must not be a clocked thread.
+    virtual DWORD End();
+    virtual bool IsRunning() const;
+    // One pass; false when the loop is to end.
+    virtual bool RunOnce(bool stopping);
+    // Paced write of one report of `length` bytes (byte 0 becomes the report
+    // ID); false when it could not start or was cancelled.
+    virtual bool WriteReport(BYTE* report, unsigned length);
+    bool QueueReport(const BYTE* report, unsigned length) override;
+    virtual bool DequeueReport(BYTE* out);
+    bool GetCalibration(CalibrationRecord* out) override;
+    bool GetRawCalibration(CalibrationRecord* out) override;
+    CVDevice* GetDevice() const { return m_device; }
+    virtual void ProcessTriggers();
+    // Takes position (and the family's filtering) from the input buffer.
+    virtual void UpdateInput();
+    virtual void Tick();
+    // Gives hardware slot `p` to the effect in `newSlot`, taking it from the
+    // one in `*remembered` first.
+    virtual void AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load, LONG* remembered, const SimTick& tick);
+
+    // IEffectHost.
+    LONG GetRawPosition(int axis) override;
+    LONG GetFilteredVelocity(int axis) override;
+    void Sleep(DWORD milliseconds) override;
+    void SetKarvonaAxisBlock(int, const KarvonaAxisBlock*) override {}
+    LONG GetSpringStrength() override;
+    LONG GetDamperStrength() override;
+    BYTE GetDeltaSpringXAdjust() override;
+    BYTE GetDeltaSpringYAdjust() override;
+    DWORD GetDeltaSpringAdjustDown() override;
+    DWORD GetFlipDeltaSpringToY() override;
+
+protected:
+    // The family's report step: formats and writes the force report.
+    virtual void ReportStep(LONG x, LONG y) { (void)x, (void)y; }
+    // Issues the next overlapped input read; failures are dropped.
+    virtual void StartInputRead();
+    // The pass under the device mutex: steps 4 and 5.
+    void PassOverEffects(const SimTick& tick, ForceSums& sums);
+    void FlushQueuedReports();
+    void SendResetReport();
+    unsigned OutputReportLength() const { return m_outputLength; }
+    unsigned InputReportLength() const { return m_inputLength; }
+    const BYTE* InputBuffer() const { return m_inputBuffer.data(); }
+    unsigned WritesThisPass() const { return m_writesThisPass; }
+
+    std::atomic<bool> m_running{false};
+    bool m_firstPass = true;
+    DWORD m_buttonState = 0;
+    LONG m_position[2] = {};
+    LONG m_velocity[2] = {};
+    LONG m_rememberedSlot[kHardwareSlots] = {kNoSlot, kNoSlot, kNoSlot};
+
+private:
+    static void OnInputRead(DWORD error, DWORD bytes, platform::hid::AsyncIo* io);
+    void ThreadProc(std::shared_ptr<platform::SimParticipant> participant);
+    void CancelInputRead();
+    DWORD TickLength();
+
+    std::unique_ptr<platform::Thread> m_thread;
+    std::unique_ptr<platform::SimEvent> m_runEvent;
+    CVDevice* m_device;
+    platform::SimTimerGuard m_lastTickGuard;
+    std::uint32_t m_lastTickTime = 0;
+    unsigned m_inputLength;
+    unsigned m_outputLength;
+    std::vector<BYTE> m_inputBuffer;
+    CReportQueue m_queue;
+    std::mutex m_producerLock;
+    platform::hid::AsyncIo m_readIo;
+    bool m_readPending = false;
+    unsigned m_writesThisPass = 0;
+};

@@ -1,0 +1,195 @@
+// The simulation thread on a virtual wheel in virtual time, through the probe
+// family. Pass times follow from the 8 ms idle sleep and the 8 ms paced
+// write; report bytes from the probe's format (report ID, 0x11, x, y) and the
+// constant-force law (magnitude * 127 / 10000 on a pure X direction).
+#include "force_feedback/legacy/sim/sim_thread.h"
+
+#include <gtest/gtest.h>
+
+#include "force_feedback/legacy/effects/effect_test_support.h"
+#include "force_feedback/legacy/settings/global_data.h"
+#include "force_feedback/legacy/settings/settings_test_support.h"
+#include "force_feedback/legacy/testing/probe_family.h"
+#include "force_feedback/legacy/testing/recorded_reports.h"
+#include "force_feedback/legacy/testing/virtual_clock.h"
+
+namespace {
+
+constexpr std::uint32_t kJoystick = 6;
+constexpr std::uint32_t kStart = 20000;
+constexpr BYTE kReportId = 0x05;
+constexpr DWORD kPassMs = 8;
+constexpr DWORD kTriggerButton = 2;
+
+class SimThreadTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(m_plug.Result(), FFDRV_VIRTUAL_OK);
+        CGlobalData* settings = m_device.GetGlobalData();
+        settings->SetCurveKnee(10000);
+        settings->SetOverallStrength(10000, 0, 0);
+        settings->SetApplicationGain(10000);
+        settings->SetReportId(kReportId);
+        ASSERT_EQ(m_device.Open(kJoystick), S_OK);
+        ASSERT_NE(m_device.Thread(), nullptr);
+        Advance(0);
+    }
+    void TearDown() override { m_device.Close(); }
+
+    static void Advance(std::uint32_t ms) { ASSERT_TRUE(platform::AdvanceVirtualClock(ms)); }
+
+    DWORD Download(LONG magnitude, DWORD durationMs = kInfinite, DWORD trigger = kInfinite) {
+        EffectBlock block;
+        block.Params(DICONSTANTFORCE{magnitude}).Cartesian({kAxisX}, {1}).DurationMs(durationMs);
+        block.effect.dwTriggerButton = trigger;
+        DWORD handle = 0;
+        EXPECT_EQ(m_device.DownloadEffect(kEffectConstant, &handle, block.Get(), kAllParams), S_OK);
+        return handle;
+    }
+    DWORD Status(DWORD handle) {
+        DWORD status = 0xFF;
+        EXPECT_EQ(m_device.GetEffectStatus(handle, &status), S_OK);
+        return status;
+    }
+    static void ExpectForce(const RecordedReport& r, BYTE x) {
+        ASSERT_EQ(r.bytes.size(), 65u);
+        EXPECT_EQ(r.bytes[0], kReportId);
+        EXPECT_EQ(r.bytes[1], kProbeForceCommand);
+        EXPECT_EQ(r.bytes[2], x);
+        EXPECT_EQ(r.bytes[3], 0);
+    }
+
+    VirtualClockScope m_clock{kStart};
+    PluggedDevice m_plug{VirtualWheel(kJoystick)};
+    CVProbeDevice m_device{Model::Dastrin, settings_test::UniqueDeviceId()};
+};
+
+TEST_F(SimThreadTest, IdleDeviceWritesNothingAndPassesEveryEightMs) {
+    const unsigned before = m_device.Thread()->Passes();
+    Advance(10 * kPassMs);
+    EXPECT_EQ(m_device.Thread()->Passes() - before, 10u);
+    EXPECT_TRUE(RecordedReports(kJoystick).empty());
+}
+
+TEST_F(SimThreadTest, StartedForceReachesTheDeviceWithinTwoPassesAndFollowsTheGain) {
+    const DWORD handle = Download(10000);
+    const std::uint32_t startedAt = platform::SimTimeMs();
+    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
+    Advance(2 * kPassMs);
+    auto reports = RecordedReports(kJoystick);
+    ASSERT_EQ(reports.size(), 1u);
+    ExpectForce(reports[0], 127);
+    EXPECT_LE(reports[0].timeMs - startedAt, 2 * kPassMs);
+
+    ASSERT_EQ(m_device.SetGain(5000), S_OK);  // below the knee: 127 * 0.5 = 63.5
+    Advance(3 * kPassMs);
+    reports = RecordedReports(kJoystick);
+    ASSERT_EQ(reports.size(), 2u);
+    ExpectForce(reports[1], 64);
+}
+
+TEST_F(SimThreadTest, FiniteEffectEndsWithAZeroForceReport) {
+    const DWORD handle = Download(-5000, 100);
+    const std::uint32_t startedAt = platform::SimTimeMs();
+    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
+    Advance(200);
+    const auto reports = RecordedReports(kJoystick);
+    ASSERT_EQ(reports.size(), 2u);
+    ExpectForce(reports[0], static_cast<BYTE>(-64));  // -63.5 rounds away from zero
+    ExpectForce(reports[1], 0);
+    EXPECT_GE(reports[1].timeMs - startedAt, 100u);
+    EXPECT_LE(reports[1].timeMs - startedAt, 100u + 3 * kPassMs);
+    EXPECT_EQ(Status(handle), 0u);
+}
+
+TEST_F(SimThreadTest, PausedThreadHoldsThirtyOneQueuedReportsAndFlushesThemInOrder) {
+    ASSERT_EQ(m_device.SendForceFeedbackCommand(DISFFC_PAUSE), S_OK);
+    Advance(2 * kPassMs);
+    for (BYTE i = 0; i < CReportQueue::kSlots - 1; ++i) {
+        const BYTE command[2] = {0xEE, static_cast<BYTE>(0x40 + i)};
+        ASSERT_TRUE(m_device.Thread()->QueueReport(command, sizeof command)) << int(i);
+    }
+    const BYTE extra[2] = {0xEE, 0x7F};
+    EXPECT_FALSE(m_device.Thread()->QueueReport(extra, sizeof extra));
+    Advance(4 * kPassMs);
+    EXPECT_TRUE(RecordedReports(kJoystick).empty());
+
+    ASSERT_EQ(m_device.SendForceFeedbackCommand(DISFFC_CONTINUE), S_OK);
+    Advance(40 * kPassMs);
+    const auto reports = RecordedReports(kJoystick);
+    ASSERT_EQ(reports.size(), 31u);
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(reports[i].bytes[0], kReportId);
+        EXPECT_EQ(reports[i].bytes[1], 0x40 + i);
+        EXPECT_EQ(reports[i].bytes[2], 0);
+        if (i > 0) {
+            EXPECT_GE(reports[i].timeMs - reports[i - 1].timeMs, kPassMs);
+        }
+    }
+}
+
+TEST_F(SimThreadTest, TriggerReleaseStopsOnlyEffectsWithoutAnEnd) {
+    const DWORD endless = Download(2000, kInfinite, kTriggerButton << 8);
+    const DWORD finite = Download(2000, 1000, kTriggerButton << 8);
+    const DWORD other = Download(2000, kInfinite, (kTriggerButton + 1) << 8);
+    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 1u << kTriggerButton), FFDRV_VIRTUAL_OK);
+    Advance(3 * kPassMs);
+    EXPECT_EQ(Status(endless), 1u);
+    EXPECT_EQ(Status(finite), 1u);
+    EXPECT_EQ(Status(other), 0u);
+
+    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 0), FFDRV_VIRTUAL_OK);
+    Advance(3 * kPassMs);
+    EXPECT_EQ(Status(endless), 0u);
+    EXPECT_EQ(Status(finite), 1u);
+    Advance(1000);
+    EXPECT_EQ(Status(finite), 0u);
+}
+
+TEST_F(SimThreadTest, StalledWriteIsCancelledAfterASecondAndTheLoopGoesOn) {
+    ASSERT_EQ(FfdrvVirtualSetWriteMode(kJoystick, FFDRV_VIRTUAL_WRITE_STALL), FFDRV_VIRTUAL_OK);
+    const DWORD handle = Download(10000);
+    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
+    Advance(500);
+    const unsigned stalledPasses = m_device.Thread()->Passes();
+    Advance(600);
+    EXPECT_GT(m_device.Thread()->Passes(), stalledPasses) << "the stalled write was never given up";
+
+    ASSERT_EQ(FfdrvVirtualSetWriteMode(kJoystick, FFDRV_VIRTUAL_WRITE_COMPLETE), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(m_device.SetGain(5000), S_OK);
+    Advance(4 * kPassMs);
+    const auto reports = RecordedReports(kJoystick);
+    ASSERT_FALSE(reports.empty());
+    ExpectForce(reports.back(), 64);
+}
+
+TEST_F(SimThreadTest, VanishedDeviceFailsWritesWithoutStoppingTheLoop) {
+    const DWORD handle = Download(10000);
+    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
+    Advance(4 * kPassMs);
+    ASSERT_EQ(FfdrvVirtualUnplug(kJoystick), FFDRV_VIRTUAL_OK);
+    const unsigned before = m_device.Thread()->Passes();
+    ASSERT_EQ(m_device.SetGain(2000), S_OK);
+    Advance(20 * kPassMs);
+    EXPECT_GE(m_device.Thread()->Passes() - before, 10u);
+    EXPECT_EQ(m_device.Close(), S_OK);
+}
+
+TEST_F(SimThreadTest, EndingAPausedThreadStillEndsItWithTheResetCommand) {
+    const BYTE command[2] = {0xEE, 0x55};
+    ASSERT_EQ(m_device.SendForceFeedbackCommand(DISFFC_PAUSE), S_OK);
+    Advance(2 * kPassMs);
+    ASSERT_TRUE(m_device.Thread()->QueueReport(command, sizeof command));
+    ASSERT_EQ(m_device.Close(), S_OK);
+    EXPECT_EQ(m_device.Thread(), nullptr);
+    const auto reports = RecordedReports(kJoystick);
+    ASSERT_EQ(reports.size(), 2u);
+    EXPECT_EQ(reports[0].bytes[1], 0x55);
+    ASSERT_EQ(reports[1].bytes.size(), 65u);
+    EXPECT_EQ(reports[1].bytes[0], kReportId);
+    EXPECT_EQ(reports[1].bytes[1], kResetCommand);
+    for (std::size_t i = 2; i < reports[1].bytes.size(); ++i) EXPECT_EQ(reports[1].bytes[i], 0) << i;
+}
+
+}  // namespace
