@@ -2,12 +2,22 @@
 
 #include <atomic>
 
+#include "force_feedback/legacy/devices/family_factories.h"
+
 namespace {
 std::atomic<DeviceMaker> g_testMaker{nullptr};
 
-// The device families register here as they are built; until a family is
-// present its models have no device and DeviceID reports E_OUTOFMEMORY.
-CVDevice* BuiltInDevice(Model) { return nullptr; }
+CVDevice* BuiltInDevice(Model model) {
+    switch (Product(model).family) {
+    case Family::Wheel:
+        return NewWheelDevice(model);
+    case Family::Joystick:
+        return NewJoystickDevice(model);
+    case Family::Rumble:
+        return NewRumbleDevice(model);
+    }
+    return nullptr;
+}
 }  // namespace
 
 CVDevice* NewDevice(Model model) {
