@@ -139,9 +139,15 @@ bool CSimThread::WriteReport(BYTE* report, unsigned length) {
     return WritePacedReport(m_device->GetHidHandle(), m_device->GetReportId(), report, length);
 }
 
-bool CSimThread::QueueReport(const BYTE* report, unsigned length) {
+bool CSimThread::QueueReport(const BYTE* command, unsigned length) {
+    if (command == nullptr) return false;
+    // Callers hand over the legacy command alone; byte 0 of the frame is the
+    // report ID, filled in when the report is written.
+    BYTE frame[kQueuedFrameBytes] = {};
+    const unsigned copied = std::min(length, kQueuedFrameBytes - 1);
+    std::copy_n(command, copied, frame + 1);
     std::lock_guard lock(m_producerLock);
-    return m_queue.QueueReport(report, length);
+    return m_queue.QueueReport(frame, copied + 1);
 }
 
 bool CSimThread::DequeueReport(BYTE* out) { return m_queue.DequeueReport(out); }

@@ -89,7 +89,11 @@ public:
     // Paced write of one report of `length` bytes (byte 0 becomes the report
     // ID); false when it could not start or was cancelled.
     virtual bool WriteReport(BYTE* report, unsigned length);
-    bool QueueReport(const BYTE* report, unsigned length) override;
+    // Queues a legacy command (without the report ID byte) for this thread to
+    // write; false when the ring is full and the command is dropped.
+    bool QueueReport(const BYTE* command, unsigned length) override;
+    // Longest frame a queued command can fill: the device reports are 65 bytes.
+    static constexpr unsigned kQueuedFrameBytes = 65;
     virtual bool DequeueReport(BYTE* out);
     bool GetCalibration(CalibrationRecord* out) override;
     bool GetRawCalibration(CalibrationRecord* out) override;

@@ -56,7 +56,7 @@ bool RandomCall(CVProbeDevice& device, std::mt19937& rng, EffectBlock& block) {
             return device.SendForceFeedbackCommand(kCommands[rng() % std::size(kCommands)]) == S_OK;
         }
         default: {
-            const BYTE command[2] = {0xEE, static_cast<BYTE>(rng())};
+            const BYTE command[1] = {static_cast<BYTE>(rng())};
             device.Thread()->QueueReport(command, sizeof command);  // a full ring may refuse
             return true;
         }
