@@ -1,0 +1,231 @@
+#include "force_feedback/legacy/devices/wheel_device.h"
+
+#include <cstring>
+#include <mutex>
+
+#include "force_feedback/legacy/effects/effect.h"
+#include "force_feedback/legacy/input/input.h"
+#include "force_feedback/legacy/settings/global_data.h"
+#include "force_feedback/legacy/settings/model_global_data.h"
+#include "force_feedback/legacy/sim/wheel_sim_thread.h"
+#include "platform/sim_clock.h"
+
+namespace {
+
+// Flags of a value stored by the device: not saved unless asked, reloaded.
+constexpr BYTE kStoreSave = 0;
+constexpr BYTE kStoreLoad = 1;
+
+DWORD ReadSetting(const CGlobalData& s, SettingId id) {
+    switch (id) {
+        case SettingId::OverallStrength: return s.GetOverallStrength();
+        case SettingId::SpringStrength: return s.GetSpringStrength();
+        case SettingId::DamperStrength: return s.GetDamperStrength();
+        case SettingId::CenteringSpring: return s.GetCenteringSpring();
+        case SettingId::ForceEnabled: return s.GetForceEnabled();
+        case SettingId::PersistentCenteringSpring: return s.GetPersistentCenteringSpring();
+        default: return 0;  // not a wheel setting; FindWheelSetting never names one
+    }
+}
+
+void WriteSetting(CGlobalData& s, SettingId id, DWORD value) {
+    switch (id) {
+        case SettingId::OverallStrength: s.SetOverallStrength(value, kStoreSave, kStoreLoad); break;
+        case SettingId::SpringStrength: s.SetSpringStrength(value, kStoreSave, kStoreLoad); break;
+        case SettingId::DamperStrength: s.SetDamperStrength(value, kStoreSave, kStoreLoad); break;
+        case SettingId::CenteringSpring: s.SetCenteringSpring(value, kStoreSave, kStoreLoad); break;
+        case SettingId::ForceEnabled: s.SetForceEnabled(value, kStoreSave, kStoreLoad); break;
+        case SettingId::PersistentCenteringSpring:
+            s.SetPersistentCenteringSpring(value, kStoreSave, kStoreLoad);
+            break;
+        default: break;
+    }
+}
+
+float AsFloat(DWORD bits) {
+    float f = 0;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+}
+
+DWORD TimedNow(platform::SimTimerGuard& guard) {
+    guard.Activate();
+    return platform::SimTimeMs();
+}
+
+}  // namespace
+
+CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
+    BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
+}
+
+CVWheelDevice::~CVWheelDevice() { StopThread(); }
+
+EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
+    if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
+    // The damper class follows the wheel that is plugged in, as its HID
+    // attributes name it, not the class the driver made.
+    const FamilyRow* plugged = m_input ? FamilyByProductId(m_input->GetProductId()) : nullptr;
+    if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel && plugged->simulatedDampers) {
+        return EffectFamily::kHiResWheelSimulatedDampers;
+    }
+    return EffectFamily::kHiResWheel;
+}
+
+HRESULT CVWheelDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
+    return DownloadEffectFrame(EffectFamilyOfDevice(), dwEffectId, pdwEffect, peff, dwFlags);
+}
+
+// Every effect gets the thread: native conditions queue their commands
+// through it, simulated ones read positions and velocities from it.
+void CVWheelDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
+
+HRESULT CVWheelDevice::Open(DWORD joystickId) {
+    const HRESULT hr = CVDevice::Open(joystickId);
+    if (FAILED(hr)) return hr;
+    StopThread();  // a second open starts afresh
+    auto thread = std::make_unique<CWheelSimThread>(this);
+    if (m_row.modeReports) {
+        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
+        BuildWheelModeReport(/*open=*/true, report.data(), static_cast<unsigned>(report.size()));
+        thread->SetPriorityReport(std::move(report));
+    }
+    if (thread->Begin() != 0) return E_FAIL;
+    std::lock_guard lock(Mutex());
+    m_thread = std::move(thread);
+    // Effects downloaded before the open get the thread now.
+    for (DWORD i = 0; i < kEffectSlots; ++i) {
+        if (CEffect* e = GetEffect(i)) e->SetSimThread(m_thread.get());
+    }
+    return S_OK;
+}
+
+HRESULT CVWheelDevice::Close() {
+    if (m_thread && m_row.modeReports) {
+        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
+        BuildWheelModeReport(/*open=*/false, report.data(), static_cast<unsigned>(report.size()));
+        m_thread->SetPriorityReport(std::move(report));
+    }
+    StopThread();
+    return S_OK;
+}
+
+void CVWheelDevice::StopThread() {
+    if (!m_thread) return;
+    {
+        // Every effect lets go of the thread, native ones included: an effect
+        // left attached would point at a deleted thread.
+        std::lock_guard lock(Mutex());
+        for (DWORD i = 0; i < kEffectSlots; ++i) {
+            if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
+        }
+    }
+    m_thread->End();
+    std::lock_guard lock(Mutex());
+    m_thread.reset();
+}
+
+HRESULT CVWheelDevice::UpdateDevice() {
+    if (!m_thread) return S_OK;
+    CGlobalData* s = GetGlobalData();
+    ApplyCenteringSettings(s ? s->GetCenteringSpring() : kStrengthDefault,
+                           s ? s->GetPersistentCenteringSpring() : 1);
+    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
+    else m_thread->Resume();
+    return S_OK;
+}
+
+HRESULT CVWheelDevice::RefreshSettings() {
+    if (!m_thread) return S_OK;
+    CGlobalData* s = GetGlobalData();
+    ApplyCenteringSettings(s ? s->GetCenteringSpring() : kStrengthDefault,
+                           s ? s->GetPersistentCenteringSpring() : 1);
+    if (s) m_settingsStamp = s->GetChangeStamp();
+    return S_OK;
+}
+
+HRESULT CVWheelDevice::ApplyCentering(const CenteringProtocol& protocol, DWORD strength) {
+    if (!m_thread) return kNoThreadResult;
+    CGlobalData* s = GetGlobalData();
+    CenteringBytes bytes{};
+    bool enabled = true;
+    if (s) {
+        s->GetCSValues(&bytes.coefficientMin, &bytes.coefficientDefault, &bytes.coefficientMax,
+                       &bytes.saturationMin, &bytes.saturationDefault, &bytes.saturationMax);
+        enabled = s->GetPersistentCenteringSpring() != 0;
+    }
+    const bool actuatorsOff = (DeviceState() & DIGFFS_ACTUATORSOFF) != 0;
+    const CenteringPlan plan = PlanCentering(protocol, strength, bytes, actuatorsOff, enabled);
+    // A full queue drops the command; the next settings change sends it again.
+    m_thread->QueueReport(plan.parameters.data(), kCommandBufferLength);
+    m_thread->QueueReport(plan.switchCommand.data(), kCommandBufferLength);
+    if (s) s->SetPercentage(plan.appliedValue, kStoreSave, kStoreLoad);
+    return S_OK;
+}
+
+HRESULT CVHiResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
+    return ApplyCentering(kHiResWheelCentering, strength);
+}
+
+HRESULT CVLowResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
+    return ApplyCentering(kLowResWheelCentering, strength);
+}
+
+void CVWheelDevice::StoreSetting(const SettingRule& rule, DWORD value) {
+    CGlobalData& s = *GetGlobalData();
+    WriteSetting(s, rule.id, value);
+    if (rule.recomputesDerived) s.UpdateDerivedValues();
+}
+
+HRESULT CVWheelDevice::SetSetting(SVJOYFORCEPARAM* param) {
+    // The stamp is the time of the call, read with the timer resolution
+    // raised for the whole operation.
+    platform::SimTimerGuard guard;
+    const DWORD now = TimedNow(guard);
+    if (param == nullptr) return E_POINTER;
+    const SettingRule* rule = FindWheelSetting(param->dwIndex);
+    if (CheckSettingValue(rule, param->dwValue) != S_OK) return E_INVALIDARG;
+    CGlobalData* s = GetGlobalData();
+    if (s == nullptr) return S_OK;
+    StoreSetting(*rule, param->dwValue);
+    if (param->dwSave != 0) s->SaveToRegistry();
+    s->SetChangeStamp(now);
+    return S_OK;
+}
+
+HRESULT CVWheelDevice::GetSetting(SVJOYFORCEPARAM* param) {
+    if (param == nullptr) return E_POINTER;
+    const SettingRule* rule = FindWheelSetting(param->dwIndex);
+    if (rule == nullptr) return E_INVALIDARG;
+    const CGlobalData* s = GetGlobalData();
+    param->dwValue = s ? ReadSetting(*s, rule->id) : rule->defaultWithoutSettings;
+    return S_OK;
+}
+
+void CVWheelDevice::OnInputReport(const BYTE* report, unsigned length) {
+    const LONG status = StatusAfterInput(m_row.statusRule, m_statusValue, report, length);
+    if (status != m_statusValue) SetStatusValue(status);
+}
+
+IndicatorBlink& ProcessIndicatorBlink() {
+    static IndicatorBlink blink;
+    return blink;
+}
+
+HRESULT CVPrazenWheelDevice::EscapeSetValues(DWORD x, DWORD lo, DWORD hi) {
+    if (!m_thread) return E_FAIL;
+    // Every wheel shares the toggle; the device mutex held by Escape does
+    // not cover it, this lock does.
+    static std::mutex blinkLock;
+    platform::SimTimerGuard guard;
+    const DWORD now = TimedNow(guard);
+    IndicatorCommands commands;
+    {
+        std::lock_guard lock(blinkLock);
+        commands = UpdateIndicator(AsFloat(x), AsFloat(lo), AsFloat(hi), m_indicatorLevel, ProcessIndicatorBlink(), now);
+    }
+    for (const auto* command : {&commands.first, &commands.second}) {
+        if (*command) m_thread->QueueReport((*command)->data(), kCommandBufferLength);
+    }
+    return S_OK;
+}

@@ -1,0 +1,117 @@
+// The wheel family: the legacy wheel command set on top of CVDevice. The
+// family class owns the wheel simulation thread and the settings operations
+// of the legacy settings interface; the two resolution classes differ in the
+// centering command; each model class is its row of kFamilyTable (mode
+// reports, simulated dampers, input status rule) plus its settings class.
+//
+// Role: one open wheel. Owner: the driver's slot for its joystick ID, or the
+// legacy settings interface for the length of one call. Calling threads:
+// application threads (DirectInput calls, settings calls) and the wheel's
+// simulation thread (RefreshSettings, OnInputReport). Lock: the device mutex
+// as in CVDevice; UpdateDevice runs with it held, RefreshSettings without.
+#pragma once
+
+#include <memory>
+
+#include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/devices/wheel_centering.h"
+#include "force_feedback/legacy/devices/wheel_indicator.h"
+#include "force_feedback/legacy/devices/wheel_settings.h"
+
+class CWheelSimThread;
+
+// ApplyCenteringSettings without a simulation thread (E_HANDLE).
+inline constexpr HRESULT kNoThreadResult = static_cast<HRESULT>(0x80070006);
+
+class CVWheelDevice : public CVDevice {
+public:
+    ~CVWheelDevice() override;
+
+    HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
+    // E_POINTER for a null record; E_INVALIDARG for index 5, an index above
+    // 6 or a strength above 15000, with nothing stored; S_OK otherwise, also
+    // on a device without settings (nothing stored then).
+    HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
+    // The current value, or the family default without settings;
+    // E_INVALIDARG for index 5 and above 6.
+    HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
+    // The base open, then the thread; models with mode reports send the
+    // mode-open report first thing on the thread.
+    HRESULT Open(DWORD joystickId) override;
+    // Mode-close report (models with mode reports), then the thread's last
+    // pass: queued commands, then the stop command.
+    HRESULT Close() override;
+    HRESULT RefreshSettings() override;
+    HRESULT UpdateDevice() override;
+
+    // Queues the centering parameters and switches the wheel's own spring
+    // on or off. `strength` in DirectInput units; the enabled flag is read
+    // again from the settings. kNoThreadResult without a thread.
+    virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) = 0;
+
+    // The input completion of the simulation thread, with the report read.
+    void OnInputReport(const BYTE* report, unsigned length);
+    CWheelSimThread* Thread() const { return m_thread.get(); }
+    const FamilyRow& Row() const { return m_row; }
+
+protected:
+    explicit CVWheelDevice(Model model);
+    void AttachEffect(CEffect* effect) override;
+    HRESULT ApplyCentering(const CenteringProtocol& protocol, DWORD strength);
+
+    std::unique_ptr<CWheelSimThread> m_thread;
+
+private:
+    EffectFamily EffectFamilyOfDevice() const;
+    void StopThread();
+    void StoreSetting(const SettingRule& rule, DWORD value);
+
+    const FamilyRow& m_row;
+};
+
+class CVHiResWheelDevice : public CVWheelDevice {
+public:
+    HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) override;
+
+protected:
+    using CVWheelDevice::CVWheelDevice;
+};
+
+class CVLowResWheelDevice : public CVWheelDevice {
+public:
+    HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) override;
+
+protected:
+    using CVWheelDevice::CVWheelDevice;
+};
+
+#define FFDRV_WHEEL_MODEL(Codename, Base)                        \
+    class CV##Codename##WheelDevice : public Base {              \
+    public:                                                      \
+        CV##Codename##WheelDevice() : Base(Model::Codename) {}   \
+    }
+
+FFDRV_WHEEL_MODEL(Quintar, CVHiResWheelDevice);
+FFDRV_WHEEL_MODEL(Pelvar, CVHiResWheelDevice);
+FFDRV_WHEEL_MODEL(Wendlow, CVHiResWheelDevice);
+FFDRV_WHEEL_MODEL(Corrin, CVHiResWheelDevice);
+FFDRV_WHEEL_MODEL(Drovik, CVHiResWheelDevice);
+FFDRV_WHEEL_MODEL(Dastrin, CVLowResWheelDevice);
+FFDRV_WHEEL_MODEL(Ravik, CVLowResWheelDevice);
+
+#undef FFDRV_WHEEL_MODEL
+
+// The Prazen wheel: the shift-indicator escape. Its bridge operations
+// (escapes 2 and 3, attaching to the device library) are not built yet and
+// answer false.
+class CVPrazenWheelDevice : public CVHiResWheelDevice {
+public:
+    CVPrazenWheelDevice() : CVHiResWheelDevice(Model::Prazen) {}
+    // x, lo and hi are 32-bit floats passed as their bits. E_FAIL without a
+    // thread, else S_OK; queues the indicator commands of the change.
+    HRESULT EscapeSetValues(DWORD x, DWORD lo, DWORD hi) override;
+};
+
+// The blink toggle of every Prazen wheel in the process.
+IndicatorBlink& ProcessIndicatorBlink();

@@ -1,0 +1,280 @@
+// Every wheel driver class end to end: the built library loaded by path, the
+// driver made through its class factory, a virtual wheel of the model
+// plugged in through the library's exports, and the exact reports that reach
+// the wheel in virtual time. Expected bytes are written out from the wheel
+// command set:
+//   force      0x11 0x08 (0x80 + x) (0x80 - y) 0x00 0x00, clamped to the
+//              model's byte range; 0x13 when the first force byte is 0x80
+//   centering  0xFE sel k k s 0x00 0x00 (sel 0x0D high, 0x03 low
+//              resolution), then 0x14 / 0xF4 (on) or 0xF5 (off)
+//   mode       0x09 0x03 at open, 0x09 0x01 at close (Quintar, Drovik, Ravik)
+//   stop       0xF3 as the thread ends
+// with the models' default centering bytes (k = default K, s = default clip
+// at strength 10000) and PersistentCenteringSpring 0, so a started effect
+// switches the wheel's own spring off.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "force_feedback/legacy/com/class_table.h"
+#include "force_feedback/legacy/driver/joy_force_api.h"
+#include "force_feedback/legacy/effects/effect_test_support.h"
+#include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_clock.h"
+
+namespace {
+
+constexpr DWORD kDirectInputVersion = 0x0800;
+constexpr std::uint32_t kPassMs = 8;
+constexpr unsigned kReportLength = 65;
+
+struct WheelCase {
+    const char* name;
+    int classIndex;
+    Model model;
+    BYTE selector;     // centering parameter selector
+    BYTE k, s;         // default centering coefficient and clip
+    bool modeReports;
+    BYTE lowest, highest;  // force byte range
+    bool native;       // springs in hardware slots
+};
+
+// Rows written from the model settings and wheel class tables.
+const WheelCase kWheels[] = {
+    {"Dastrin", 2, Model::Dastrin, 0x03, 3, 90, false, 0, 255, false},
+    {"Drovik", 5, Model::Drovik, 0x0D, 11, 204, true, 0, 255, true},
+    {"Quintar", 7, Model::Quintar, 0x0D, 12, 128, true, 0, 255, true},
+    {"Ravik", 8, Model::Ravik, 0x03, 3, 90, true, 8, 246, false},
+    {"Pelvar", 12, Model::Pelvar, 0x0D, 12, 128, false, 0, 255, true},
+    {"Corrin", 14, Model::Corrin, 0x0D, 6, 180, false, 0, 255, true},
+    {"Wendlow", 15, Model::Wendlow, 0x0D, 6, 180, false, 0, 255, true},
+    {"Prazen", 16, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true},
+    {"PrazenLegacyWheel", 18, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true},
+};
+
+using Bytes = std::vector<BYTE>;
+
+Bytes Report(std::initializer_list<BYTE> command) {
+    Bytes r(kReportLength, 0);
+    std::copy(command.begin(), command.end(), r.begin() + 1);
+    return r;
+}
+
+BYTE Clamp(int v, const WheelCase& c) { return static_cast<BYTE>(std::clamp<int>(v, c.lowest, c.highest)); }
+
+struct Recorded {
+    std::uint32_t timeMs;
+    Bytes bytes;
+};
+
+class WheelEndToEndTest : public ::testing::TestWithParam<WheelCase> {
+protected:
+    template <typename Fn>
+    Fn Export(const char* name) {
+        return reinterpret_cast<Fn>(m_module.Symbol(name));
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(m_module.Loaded()) << m_module.Error();
+        m_plug = Export<decltype(&FfdrvVirtualPlug)>("FfdrvVirtualPlug");
+        m_unplug = Export<decltype(&FfdrvVirtualUnplug)>("FfdrvVirtualUnplug");
+        m_count = Export<decltype(&FfdrvVirtualReportCount)>("FfdrvVirtualReportCount");
+        m_get = Export<decltype(&FfdrvVirtualGetReport)>("FfdrvVirtualGetReport");
+        m_setInput = Export<decltype(&FfdrvVirtualSetInput)>("FfdrvVirtualSetInput");
+        m_advance = Export<decltype(&FfdrvVirtualClockAdvance)>("FfdrvVirtualClockAdvance");
+        m_now = Export<decltype(&FfdrvVirtualClockNow)>("FfdrvVirtualClockNow");
+        auto useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>("FfdrvVirtualClockUseVirtual");
+        m_useReal = Export<decltype(&FfdrvVirtualClockUseReal)>("FfdrvVirtualClockUseReal");
+        ASSERT_TRUE(m_plug && m_unplug && m_count && m_get && m_setInput && m_advance && m_now && useVirtual &&
+                    m_useReal);
+        ASSERT_EQ(useVirtual(90000), FFDRV_VIRTUAL_OK);
+        FfdrvVirtualDevice wheel = VirtualWheel(kJoystick);
+        wheel.productId = Product(GetParam().model).productId;
+        ASSERT_EQ(m_plug(&wheel), FFDRV_VIRTUAL_OK);
+        m_driver = m_module.CreateDriver(GetParam().classIndex);
+        ASSERT_NE(m_driver, nullptr);
+        ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+        Advance(3 * kPassMs);
+    }
+
+    void TearDown() override {
+        if (m_driver) m_driver->Release();
+        if (m_unplug) m_unplug(kJoystick);
+        if (m_useReal) m_useReal();
+    }
+
+    void Advance(std::uint32_t ms) { ASSERT_EQ(m_advance(ms), FFDRV_VIRTUAL_OK); }
+    void Close() { ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK); }
+
+    std::vector<Recorded> Reports() {
+        std::vector<Recorded> out;
+        for (std::int32_t i = 0; i < m_count(kJoystick); ++i) {
+            Recorded r{};
+            Bytes bytes(kReportLength + 8, 0);
+            const std::int32_t n = m_get(kJoystick, static_cast<std::uint32_t>(i), nullptr, &r.timeMs, bytes.data(),
+                                         static_cast<std::uint32_t>(bytes.size()));
+            bytes.resize(static_cast<std::size_t>(std::max(n, 0)));
+            r.bytes = std::move(bytes);
+            out.push_back(std::move(r));
+        }
+        return out;
+    }
+
+    // The reports from `from` on must be exactly `expected`, in order.
+    void ExpectReports(std::size_t from, const std::vector<Bytes>& expected) {
+        const auto reports = Reports();
+        ASSERT_EQ(reports.size(), from + expected.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            SCOPED_TRACE(i);
+            EXPECT_EQ(reports[from + i].bytes, expected[i]);
+        }
+    }
+
+    DWORD Download(EffectBlock& block, DWORD type) {
+        DWORD handle = 0;
+        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, type, &handle, block.Get(), kAllParams), S_OK);
+        return handle;
+    }
+
+    static constexpr std::uint32_t kJoystick = 3;
+    DriverModule m_module;
+    IDirectInputEffectDriver* m_driver = nullptr;
+    decltype(&FfdrvVirtualPlug) m_plug = nullptr;
+    decltype(&FfdrvVirtualUnplug) m_unplug = nullptr;
+    decltype(&FfdrvVirtualReportCount) m_count = nullptr;
+    decltype(&FfdrvVirtualGetReport) m_get = nullptr;
+    decltype(&FfdrvVirtualSetInput) m_setInput = nullptr;
+    decltype(&FfdrvVirtualClockAdvance) m_advance = nullptr;
+    decltype(&FfdrvVirtualClockNow) m_now = nullptr;
+    decltype(&FfdrvVirtualClockUseReal) m_useReal = nullptr;
+};
+
+TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseReports) {
+    const WheelCase& c = GetParam();
+    EffectBlock block;
+    block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1}).DurationMs(100);
+    const DWORD handle = Download(block, kEffectConstant);
+    ASSERT_EQ(handle, 1u);
+    const std::uint32_t startedAt = m_now();
+    ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
+    Advance(200);
+    Close();
+
+    std::vector<Bytes> expected;
+    if (c.modeReports) expected.push_back(Report({0x09, 0x03}));
+    expected.push_back(Report({0x13}));  // the first pass: x 0 differs from the initial 1
+    // Full force to the right; the second channel mirrors y = 0.
+    expected.push_back(Report({0x11, 0x08, Clamp(0x80 + 127, c), Clamp(0x80, c), 0x00, 0x00}));
+    expected.push_back(Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00}));
+    expected.push_back(Report({0xF5}));
+    expected.push_back(Report({0x13}));
+    if (c.modeReports) expected.push_back(Report({0x09, 0x01}));
+    expected.push_back(Report({0xF3}));
+    ExpectReports(0, expected);
+
+    const auto reports = Reports();
+    const std::size_t force = c.modeReports ? 2 : 1;
+    ASSERT_GT(reports.size(), force + 3);
+    EXPECT_LE(reports[force].timeMs - startedAt, 2 * kPassMs);
+    EXPECT_GE(reports[force + 3].timeMs - startedAt, 100u);
+    EXPECT_LE(reports[force + 3].timeMs - startedAt, 100u + 3 * kPassMs);
+}
+
+TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOnLowResolutionOnes) {
+    const WheelCase& c = GetParam();
+    EffectBlock block;
+    block.Conditions({DICONDITION{0, 10000, 10000, 10000, 10000, 0}}).Cartesian({kAxisX}, {1});
+    const DWORD handle = Download(block, kEffectSpring);
+    ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
+    Advance(6 * kPassMs);
+    const std::size_t before = Reports().size();
+    if (c.native) {
+        // Slot 0 (0x20) download-and-play. The scaled centre is
+        // MulDiv(512, 65535, 1023) = 32800 (32799.53 rounded), >> 5 = 1025 on
+        // both edges: bits 10..3 = 0x80, bits 2..0 = 1 in byte 5 at bits 7..5
+        // and 3..1 (0x22); coefficients 15 and 15 in one byte; clip 255.
+        const auto reports = Reports();
+        bool found = false;
+        for (const auto& r : reports) found = found || r.bytes == Report({0x21, 0x0B, 0x80, 0x80, 0xFF, 0x22, 0xFF});
+        EXPECT_TRUE(found) << "no spring command for hardware slot 0";
+
+    } else {
+        // Held at the far right (raw 1023 of 0..512..1023) the host spring
+        // gives its full 127: d = MulDiv(511, 10000, 513) = 9961, four times
+        // that is past the 10000 saturation.
+        ASSERT_EQ(m_setInput(kJoystick, 1023, 512, 0), FFDRV_VIRTUAL_OK);
+        Advance(4 * kPassMs);
+        const auto reports = Reports();
+        ASSERT_GT(reports.size(), before);
+        EXPECT_EQ(reports.back().bytes, Report({0x11, 0x08, Clamp(0x80 + 127, c), Clamp(0x80, c), 0x00, 0x00}));
+    }
+    Close();
+}
+
+// A settings tool changes the strengths of a running Prazen wheel through
+// ISVJoyForceAPI: the values travel through the shared settings block and
+// its change stamp, and the wheel's next pass takes them over.
+class WheelSettingsEndToEndTest : public WheelEndToEndTest {
+protected:
+    ISVJoyForceAPI* MakeApi() {
+        IClassFactory* factory = nullptr;
+        EXPECT_EQ(m_module.getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
+                  S_OK);
+        if (factory == nullptr) return nullptr;
+        ISVJoyForceAPI* api = nullptr;
+        factory->CreateInstance(nullptr, IID_ISVJoyForceAPI, reinterpret_cast<void**>(&api));
+        factory->Release();
+        return api;
+    }
+};
+
+TEST_P(WheelSettingsEndToEndTest, StrengthsChangedThroughTheSettingsInterfaceReachTheRunningWheel) {
+    ISVJoyForceAPI* api = MakeApi();
+    ASSERT_NE(api, nullptr);
+    EffectBlock block;
+    block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
+    const DWORD handle = Download(block, kEffectConstant);
+    ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
+    Advance(3 * kPassMs);
+    std::size_t seen = Reports().size();
+
+    // Half the overall strength: below the knee of 10000 the force is
+    // attenuated, MulDiv(127, 5000, 10000) = 64; the refresh also sends the
+    // centering settings again.
+    SVJOYFORCEPARAM overall{0, 0, 5000};
+    ASSERT_EQ(api->SetParameter(CSVJoyForceAPI::kSelectorWheel, &overall), S_OK);
+    Advance(3 * kPassMs);
+    ExpectReports(seen, {Report({0x11, 0x08, 0x80 + 64, 0x80, 0x00, 0x00}),
+                         Report({0xFE, 0x0D, 6, 6, 180, 0x00, 0x00}), Report({0xF5})});
+    seen = Reports().size();
+
+    // Full centering strength takes the maxima 15 and 255.
+    SVJOYFORCEPARAM centering{3, 0, 15000};
+    ASSERT_EQ(api->SetParameter(CSVJoyForceAPI::kSelectorWheelAlt, &centering), S_OK);
+    Advance(3 * kPassMs);
+    ExpectReports(seen, {Report({0xFE, 0x0D, 15, 15, 255, 0x00, 0x00}), Report({0xF5})});
+
+    SVJOYFORCEPARAM tooStrong{0, 0, 15001};
+    EXPECT_EQ(api->SetParameter(CSVJoyForceAPI::kSelectorWheel, &tooStrong), E_INVALIDARG);
+    EXPECT_EQ(api->SetParameter(64, &overall), E_NOTIMPL);
+    SVJOYFORCEPARAM read{0, 0, 0};
+    EXPECT_EQ(api->GetParameter(CSVJoyForceAPI::kSelectorWheel, &read), S_OK);
+    EXPECT_EQ(read.dwValue, 5000u);
+
+    // The block outlives this test while another holder has it open.
+    overall.dwValue = 10000;
+    centering.dwValue = 10000;
+    EXPECT_EQ(api->SetParameter(CSVJoyForceAPI::kSelectorWheel, &overall), S_OK);
+    EXPECT_EQ(api->SetParameter(CSVJoyForceAPI::kSelectorWheel, &centering), S_OK);
+    api->Release();
+    Close();
+}
+
+INSTANTIATE_TEST_SUITE_P(Prazen, WheelSettingsEndToEndTest, ::testing::Values(kWheels[7]),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(Wheels, WheelEndToEndTest, ::testing::ValuesIn(kWheels),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace

@@ -1,0 +1,53 @@
+// The wheels' simulation thread: one force axis sent as the 0x11 0x08 force
+// command (or 0x13 when the force byte is centred), an input loop of
+// ReadFileEx completions that feeds the host damper's velocity filters, and
+// the wheel's mode reports written ahead of everything else.
+//
+// Role: CSimThread of the wheel family. Owner: the CVWheelDevice that made
+// it (Open creates and begins it, Close ends and deletes it). Calling
+// threads: as CSimThread; SetPriorityReport and QueueReport also come from
+// application threads. Lock: the device mutex for the pass over the effects
+// (base class); the priority report has a small lock of its own.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/sim_thread.h"
+#include "force_feedback/legacy/sim/wheel_filters.h"
+
+class CVWheelDevice;
+
+class CWheelSimThread : public CSimThread {
+public:
+    explicit CWheelSimThread(CVWheelDevice* device);
+    ~CWheelSimThread() override;
+
+    // Places `command` after the report ID byte, as every legacy command
+    // travels; false when 31 reports are already waiting.
+    bool QueueReport(const BYTE* command, unsigned length) override;
+    // One full report (byte 0 left for the report ID) written at the start
+    // of the next pass, before the force report and the queue, or on the
+    // last pass before the queue and the stop command. The mode reports go
+    // this way so they keep their order against the thread's own writes.
+    void SetPriorityReport(std::vector<BYTE> report);
+
+    bool RunOnce(bool stopping) override;
+    void UpdateInput() override;
+    void Tick() override;
+
+protected:
+    void ReportStep(LONG x, LONG y) override;
+
+private:
+    void WritePriorityReport();
+    static DWORD NowMs();
+
+    CVWheelDevice* m_wheel;
+    WheelForceOutput m_forceOutput;
+    WheelVelocityEstimator m_velocityEstimator;
+    std::mutex m_priorityLock;
+    std::optional<std::vector<BYTE>> m_priorityReport;
+};
