@@ -9,7 +9,6 @@ namespace {
 constexpr unsigned kCentreX = 1;
 constexpr unsigned kCentreY = 4;
 // Legacy commands follow the report ID byte of the report they travel in.
-constexpr unsigned kCommandOffset = 1;
 
 std::array<LONG, velocity::kFilterCount> RawCentres(CVDevice* device) {
     DWORD raw[6] = {};
@@ -29,13 +28,6 @@ DWORD CWheelSimThread::NowMs() {
     const DWORD now = platform::SimTimeMs();
     guard.Deactivate();
     return now;
-}
-
-bool CWheelSimThread::QueueReport(const BYTE* command, unsigned length) {
-    if (command == nullptr) return false;
-    std::vector<BYTE> report(std::size_t{length} + kCommandOffset, 0);
-    std::copy_n(command, length, report.begin() + kCommandOffset);
-    return CSimThread::QueueReport(report.data(), static_cast<unsigned>(report.size()));
 }
 
 void CWheelSimThread::SetPriorityReport(std::vector<BYTE> report) {

@@ -25,9 +25,6 @@ public:
     explicit CWheelSimThread(CVWheelDevice* device);
     ~CWheelSimThread() override;
 
-    // Places `command` after the report ID byte, as every legacy command
-    // travels; false when 31 reports are already waiting.
-    bool QueueReport(const BYTE* command, unsigned length) override;
     // One full report (byte 0 left for the report ID) written at the start
     // of the next pass, before the force report and the queue, or on the
     // last pass before the queue and the stop command. The mode reports go
