@@ -16,6 +16,7 @@ constexpr unsigned kButtons = 32;
 constexpr int kCancelDrainWaits = 50;
 constexpr unsigned kCentreX = 1;
 constexpr unsigned kCentreY = 4;
+constexpr unsigned kCommandOffset = 1;
 }  // namespace
 
 void RankLoad(LoadRanking& ranking, DWORD load, LONG slot) {
@@ -141,7 +142,9 @@ bool CSimThread::WriteReport(BYTE* report, unsigned length) {
 
 bool CSimThread::QueueReport(const BYTE* report, unsigned length) {
     std::lock_guard lock(m_producerLock);
-    return m_queue.QueueReport(report, length);
+    // Callers hand over the bare command; byte 0 stays free for the report
+    // ID that the paced write puts there.
+    return m_queue.QueueReport(report, length, kCommandOffset);
 }
 
 bool CSimThread::DequeueReport(BYTE* out) { return m_queue.DequeueReport(out); }

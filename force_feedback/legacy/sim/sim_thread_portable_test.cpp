@@ -106,10 +106,10 @@ TEST_F(SimThreadTest, PausedThreadHoldsThirtyOneQueuedReportsAndFlushesThemInOrd
     ASSERT_EQ(m_device.SendForceFeedbackCommand(DISFFC_PAUSE), S_OK);
     Advance(2 * kPassMs);
     for (BYTE i = 0; i < CReportQueue::kSlots - 1; ++i) {
-        const BYTE command[2] = {0xEE, static_cast<BYTE>(0x40 + i)};
+        const BYTE command[1] = {static_cast<BYTE>(0x40 + i)};
         ASSERT_TRUE(m_device.Thread()->QueueReport(command, sizeof command)) << int(i);
     }
-    const BYTE extra[2] = {0xEE, 0x7F};
+    const BYTE extra[1] = {0x7F};
     EXPECT_FALSE(m_device.Thread()->QueueReport(extra, sizeof extra));
     Advance(4 * kPassMs);
     EXPECT_TRUE(RecordedReports(kJoystick).empty());
@@ -177,7 +177,7 @@ TEST_F(SimThreadTest, VanishedDeviceFailsWritesWithoutStoppingTheLoop) {
 }
 
 TEST_F(SimThreadTest, EndingAPausedThreadStillEndsItWithTheResetCommand) {
-    const BYTE command[2] = {0xEE, 0x55};
+    const BYTE command[1] = {0x55};
     ASSERT_EQ(m_device.SendForceFeedbackCommand(DISFFC_PAUSE), S_OK);
     Advance(2 * kPassMs);
     ASSERT_TRUE(m_device.Thread()->QueueReport(command, sizeof command));
