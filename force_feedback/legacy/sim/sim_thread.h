@@ -126,6 +126,8 @@ protected:
     unsigned OutputReportLength() const { return m_outputLength; }
     unsigned InputReportLength() const { return m_inputLength; }
     const BYTE* InputBuffer() const { return m_inputBuffer.data(); }
+    // For families that issue the input read themselves.
+    BYTE* MutableInputBuffer() { return m_inputBuffer.data(); }
     unsigned WritesThisPass() const { return m_writesThisPass; }
 
     std::atomic<bool> m_running{false};
