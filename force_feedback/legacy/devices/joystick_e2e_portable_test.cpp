@@ -29,6 +29,7 @@ constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr std::uint32_t kPassMs = 8;
 constexpr std::uint32_t kOutput = FFDRV_VIRTUAL_REPORT_OUTPUT;
 constexpr std::uint32_t kFeature = FFDRV_VIRTUAL_REPORT_FEATURE;
+constexpr std::uint16_t kKarvonaFeatureLength = 2;
 
 struct StickCase {
     const char* name;
@@ -117,6 +118,8 @@ FfdrvVirtualDevice StickOf(Model model, std::uint16_t outputLength) {
     d.vendorId = kVendorId;
     d.productId = Product(model).productId;
     d.outputReportLength = outputLength;
+    // The Karvona stick's only feature report is its two-byte release.
+    if (model == Model::Karvona) d.featureReportLength = kKarvonaFeatureLength;
     return d;
 }
 
@@ -161,7 +164,13 @@ private:
 };
 
 void ExpectReports(const std::vector<Recorded>& got, const std::vector<std::pair<std::uint32_t, std::vector<BYTE>>>& want) {
-    ASSERT_EQ(got.size(), want.size());
+    std::string dump;
+    for (const Recorded& r : got) {
+        dump += (r.kind == kFeature ? "F" : "O") + std::to_string(r.timeMs) + ":";
+        for (std::size_t i = 0; i < std::min<std::size_t>(r.bytes.size(), 40); ++i) dump += " " + std::to_string(r.bytes[i]);
+        dump += "\n";
+    }
+    ASSERT_EQ(got.size(), want.size()) << dump;
     for (std::size_t i = 0; i < got.size(); ++i) {
         SCOPED_TRACE("report " + std::to_string(i));
         EXPECT_EQ(got[i].kind, want[i].first);
@@ -225,5 +234,64 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
 
 INSTANTIATE_TEST_SUITE_P(Sticks, JoystickE2ETest, ::testing::ValuesIn(kSticks),
                          [](const ::testing::TestParamInfo<StickCase>& info) { return std::string(info.param.name); });
+
+
+// The Karvona report: 64 bytes, report ID 2, force words at 1 and 31,
+// axis blocks (mode, coefficient, saturation, dead band) at 3 and 33.
+constexpr std::uint16_t kKarvonaLength = 64;
+constexpr BYTE kKarvonaReportId = 0x02;
+constexpr BYTE kCentringCoefficient = 33;  // MulDiv(10000, 50, 15000) rounds 33.3 down
+
+std::vector<BYTE> KarvonaReport(LONG xWord, LONG yWord, bool centring) {
+    std::vector<BYTE> r(kKarvonaLength, 0);
+    r[0] = kKarvonaReportId;
+    r[1] = static_cast<BYTE>(xWord & 0xFF);
+    r[2] = static_cast<BYTE>((xWord >> 8) & 0xFF);
+    r[31] = static_cast<BYTE>(yWord & 0xFF);
+    r[32] = static_cast<BYTE>((yWord >> 8) & 0xFF);
+    if (centring) {
+        for (std::size_t block : {3u, 33u}) {
+            r[block + 1] = kCentringCoefficient;
+            r[block + 2] = 0x7F;
+            r[block + 3] = 0x46;
+        }
+    }
+    return r;
+}
+
+class KarvonaE2ETest : public JoystickE2ETest {};
+
+TEST_F(KarvonaE2ETest, SessionSendsChangedReportsOnlyAndReleasesTheStick) {
+    StickSession session(*s_lib, kKarvonaIndex, Model::Karvona, kKarvonaLength);
+    ASSERT_TRUE(session.Ready());
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+    session.Advance(3 * kPassMs);  // nothing changed yet: nothing sent
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
+    session.Advance(3 * kPassMs);  // actuators off: the stick's own spring
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_SETACTUATORSON), S_OK);
+    session.Advance(3 * kPassMs);  // the game's: centring off
+    session.PlayConstant(kAxisX, 10000, 100);
+    session.Advance(50);
+    session.PlayConstant(kAxisY, 10000, 100);
+    session.Advance(200);
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
+
+    const std::vector<BYTE> release = {0x04, 0x04};
+    std::vector<BYTE> reset(kKarvonaLength, 0);
+    reset[0] = kKarvonaReportId;
+    reset[1] = 0xF3;
+    ExpectReports(s_lib->Reports(kJoystick),
+                  {
+                      {kOutput, KarvonaReport(0, 0, /*centring=*/true)},
+                      {kOutput, KarvonaReport(0, 0, /*centring=*/false)},
+                      {kOutput, KarvonaReport(-32767, 0, false)},       // x = 127, negated on the wire
+                      {kOutput, KarvonaReport(-32767, -32767, false)},  // y = -127 as it is
+                      {kOutput, KarvonaReport(0, -32767, false)},
+                      {kOutput, KarvonaReport(0, 0, false)},
+                      {kFeature, release},  // Close
+                      {kOutput, reset},     // the thread's last pass
+                      {kFeature, release},  // the device's destruction
+                  });
+}
 
 }  // namespace
