@@ -153,6 +153,24 @@ TEST_F(OskraTest, WithoutAThreadCentringAndIndicatorEscapeFail) {
     EXPECT_EQ(m_device->Escape(0, &esc), E_FAIL);
 }
 
+TEST_F(FerollaTest, FullQueueDropsCentringCommandsWithoutBlocking) {
+    Open();
+    // Each call below queues parameters then centring on; the paused thread
+    // holds them, and the ring keeps 31.
+    ASSERT_EQ(m_device->SendForceFeedbackCommand(DISFFC_PAUSE), S_OK);
+    for (int i = 0; i < 20; ++i) ASSERT_EQ(m_device->SetGain(5000), S_OK);
+    Advance(4 * kPassMs);
+    EXPECT_TRUE(Commands().empty());
+    ASSERT_EQ(m_device->SendForceFeedbackCommand(DISFFC_CONTINUE), S_OK);
+    Advance(40 * kPassMs);
+    const auto commands = Commands();
+    ASSERT_EQ(commands.size(), 31u);
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(commands[i], i % 2 == 0 ? Command({0xFE, 0x0D, 10, 10, 100}) : Command({0xF4}));
+    }
+}
+
 TEST_F(FerollaTest, TriggerButtonPressStartsTheEffectThroughThePolledRead) {
     Open();
     ASSERT_EQ(m_device->SendForceFeedbackCommand(DISFFC_SETACTUATORSON), S_OK);

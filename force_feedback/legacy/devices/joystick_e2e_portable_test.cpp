@@ -40,13 +40,15 @@ struct StickCase {
     BYTE selector;  // centring parameters of the resolution
     BYTE k;         // centring coefficient and saturation at 100 %
     BYTE s;
+    BYTE springType;          // native spring command of the resolution
+    BYTE springCoefficients;  // full coefficient both ways: 15 or 7 per nibble
 };
 
 // The Nimbal driver opens an Oskra stick.
 const StickCase kSticks[] = {
-    {"Ferolla", 12 + 1, Model::Ferolla, 65, 0x00, 0x0D, 10, 100},
-    {"Tavrin", 4, Model::Tavrin, 65, 0x00, 0x0D, 11, 217},
-    {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100},
+    {"Ferolla", 13, Model::Ferolla, 65, 0x00, 0x0D, 10, 100, 0x0B, 0xFF},
+    {"Tavrin", 4, Model::Tavrin, 65, 0x00, 0x0D, 11, 217, 0x0B, 0xFF},
+    {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100, 0x01, 0x77},
 };
 
 struct Recorded {
@@ -230,6 +232,42 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
         EXPECT_LE(reports[7].timeMs - startedAt, 200u + 3 * kPassMs);
         EXPECT_GE(reports[8].timeMs - startedAt, 300u);
     }
+}
+
+// A spring condition on X plays in the stick's own condition hardware: a
+// download-and-play command for axis 0 (target 0x20), axis 1 (target 0x80)
+// stopped once, and at the end a stop for axis 0 that keeps the other bytes.
+// Edges: offset and dead band 0 put both at the centre's high byte, 0x80;
+// clip MulDiv(10000, 255, 10000) = 0xFF; no sign bits.
+TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
+    const StickCase& c = GetParam();
+    StickSession session(*s_lib, c.classIndex, c.model, c.outputLength);
+    ASSERT_TRUE(session.Ready());
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+    session.Advance(3 * kPassMs);
+    EffectBlock block;
+    block.Cartesian({kAxisX}, {1}).Conditions({DICONDITION{0, 10000, 10000, 10000, 10000, 0}});
+    DWORD handle = 0;
+    ASSERT_EQ(session->DownloadEffect(kJoystick, kEffectSpring, &handle, block.Get(), kAllParams | DIEP_START), S_OK);
+    session.Advance(10 * kPassMs);
+    ASSERT_EQ(session->StopEffect(kJoystick, handle), S_OK);
+    session.Advance(10 * kPassMs);
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
+
+    const std::size_t n = c.outputLength;
+    const BYTE id = c.reportId;
+    const BYTE k = c.springCoefficients;
+    ExpectReports(s_lib->Reports(kJoystick),
+                  {
+                      {kOutput, Output(n, id, {0x53})},
+                      // starting the effect switched the actuators on first
+                      {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                      {kOutput, Output(n, id, {0xF5})},
+                      {kOutput, Output(n, id, {0x21, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0x83, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0x23, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0xF3})},
+                  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Sticks, JoystickE2ETest, ::testing::ValuesIn(kSticks),
