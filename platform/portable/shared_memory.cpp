@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <string>
@@ -36,8 +37,14 @@ struct Record {
 std::mutex g_viewsMutex;
 std::map<void*, std::size_t> g_views;
 
+// FFDRV_SHM_NAMESPACE, when set, is put in front of every block name, so that
+// separate sessions (parallel test processes, say) do not share settings.
 std::string PosixName(const wchar_t* name) {
     std::string out = "/";
+    if (const char* ns = std::getenv("FFDRV_SHM_NAMESPACE"); ns && *ns) {
+        for (const char* p = ns; *p; ++p) out.push_back(*p == '/' ? '_' : *p);
+        out.push_back('.');
+    }
     for (const wchar_t* p = name; p && *p; ++p) {
         const auto ch = static_cast<std::uint32_t>(*p);
         if (ch > 0x20 && ch < 0x7F && ch != '/' && ch != '%') {

@@ -7,13 +7,13 @@ CReportQueue::CReportQueue(unsigned outputReportLength) : m_length(outputReportL
     for (auto& buffer : m_buffers) buffer.assign(m_length, 0);
 }
 
-bool CReportQueue::QueueReport(const std::uint8_t* report, unsigned length) {
+bool CReportQueue::QueueReport(const std::uint8_t* report, unsigned length, unsigned offset) {
     const unsigned head = m_head.load(std::memory_order_relaxed);
     const unsigned next = (head + 1) % kSlots;
     if (next == m_tail.load(std::memory_order_acquire)) return false;
     std::vector<std::uint8_t>& slot = m_buffers[head];
     std::fill(slot.begin(), slot.end(), 0);
-    if (report != nullptr && m_length != 0) std::memcpy(slot.data(), report, std::min(length, m_length));
+    if (report != nullptr && offset < m_length) std::memcpy(slot.data() + offset, report, std::min(length, m_length - offset));
     m_head.store(next, std::memory_order_release);
     return true;
 }

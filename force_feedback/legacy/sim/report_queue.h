@@ -19,9 +19,10 @@ public:
 
     explicit CReportQueue(unsigned outputReportLength);
 
-    // Producer: copies min(length, output report length) bytes (the rest of
-    // the slot stays zero); false when 31 reports are already pending.
-    bool QueueReport(const std::uint8_t* report, unsigned length);
+    // Producer: copies min(length, output report length - offset) bytes to
+    // `offset` in the slot (the rest of the slot stays zero); false when 31
+    // reports are already pending.
+    bool QueueReport(const std::uint8_t* report, unsigned length, unsigned offset = 0);
     // Consumer: copies one whole report of the output report length into
     // `out`; false when nothing is pending.
     bool DequeueReport(std::uint8_t* out);

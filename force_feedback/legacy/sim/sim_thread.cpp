@@ -16,6 +16,7 @@ constexpr unsigned kButtons = 32;
 constexpr int kCancelDrainWaits = 50;
 constexpr unsigned kCentreX = 1;
 constexpr unsigned kCentreY = 4;
+constexpr unsigned kCommandOffset = 1;
 }  // namespace
 
 void RankLoad(LoadRanking& ranking, DWORD load, LONG slot) {
@@ -141,13 +142,10 @@ bool CSimThread::WriteReport(BYTE* report, unsigned length) {
 
 bool CSimThread::QueueReport(const BYTE* command, unsigned length) {
     if (command == nullptr) return false;
-    // Callers hand over the legacy command alone; byte 0 of the frame is the
-    // report ID, filled in when the report is written.
-    BYTE frame[kQueuedFrameBytes] = {};
-    const unsigned copied = std::min(length, kQueuedFrameBytes - 1);
-    std::copy_n(command, copied, frame + 1);
     std::lock_guard lock(m_producerLock);
-    return m_queue.QueueReport(frame, copied + 1);
+    // Callers hand over the bare command; byte 0 stays free for the report
+    // ID that the paced write puts there.
+    return m_queue.QueueReport(command, length, kCommandOffset);
 }
 
 bool CSimThread::DequeueReport(BYTE* out) { return m_queue.DequeueReport(out); }

@@ -92,8 +92,6 @@ public:
     // Queues a legacy command (without the report ID byte) for this thread to
     // write; false when the ring is full and the command is dropped.
     bool QueueReport(const BYTE* command, unsigned length) override;
-    // Longest frame a queued command can fill: the device reports are 65 bytes.
-    static constexpr unsigned kQueuedFrameBytes = 65;
     virtual bool DequeueReport(BYTE* out);
     bool GetCalibration(CalibrationRecord* out) override;
     bool GetRawCalibration(CalibrationRecord* out) override;
@@ -130,6 +128,8 @@ protected:
     unsigned OutputReportLength() const { return m_outputLength; }
     unsigned InputReportLength() const { return m_inputLength; }
     const BYTE* InputBuffer() const { return m_inputBuffer.data(); }
+    // For families that issue the input read themselves.
+    BYTE* MutableInputBuffer() { return m_inputBuffer.data(); }
     unsigned WritesThisPass() const { return m_writesThisPass; }
 
     std::atomic<bool> m_running{false};

@@ -1,0 +1,87 @@
+// The wheel-like force joysticks: CVJoystickDevice with its high- and
+// low-resolution variants and their models (Ferolla and Tavrin high
+// resolution; Oskra low resolution, also built by the Nimbal driver).
+#pragma once
+
+#include <memory>
+
+#include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/devices/wheel_centering.h"
+#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/sim/joystick_sim_thread.h"
+
+// The settings operations shared by the force joysticks (the wheel table of
+// indices, limits and defaults). `settings` may be null: a set is then
+// validated and dropped, a get answers the table's default.
+HRESULT SetForceDeviceSetting(CGlobalData* settings, const SVJOYFORCEPARAM* param);
+HRESULT GetForceDeviceSetting(const CGlobalData* settings, SVJOYFORCEPARAM* param);
+
+// Role: the joystick family's device: runs the joystick simulation thread,
+// plays the family's native conditions, and sends the centring commands of
+// its resolution. Owner: the driver's slot. Calling threads and lock as
+// CVDevice; UpdateDevice and RefreshSettings run under the device mutex
+// (RefreshSettings on the simulation thread).
+class CVJoystickDevice : public CVDevice {
+public:
+    // Stops the thread before the base destroys the effects.
+    ~CVJoystickDevice() override;
+
+    HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
+    // E_INVALIDARG for index 5, indices above 6 and strengths above 15000.
+    HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
+    HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
+    // The base open, then the thread; the base's error, or E_FAIL when the
+    // thread cannot start.
+    HRESULT Open(DWORD joystickId) override;
+    HRESULT Close() override;
+    HRESULT RefreshSettings() override;
+    HRESULT UpdateDevice() override;
+    // Queues the centring parameters of the resolution, then centring on or
+    // off; E_HANDLE without a thread. `centeringEnabled` is read again from
+    // the settings.
+    virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) = 0;
+
+    CJoystickSimThread* Thread() const { return m_thread.get(); }
+
+protected:
+    explicit CVJoystickDevice(EffectFamily effects) : m_effects(effects) {}
+    void AttachEffect(CEffect* effect) override;
+    HRESULT ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength);
+
+private:
+    void StopThread();
+    HRESULT ApplyCurrentCentering();
+
+    EffectFamily m_effects;
+    std::unique_ptr<CJoystickSimThread> m_thread;
+};
+
+class CVHiResJoystickDevice : public CVJoystickDevice {
+public:
+    HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) override;
+
+protected:
+    CVHiResJoystickDevice() : CVJoystickDevice(EffectFamily::kHiResJoystick) {}
+};
+
+class CVLowResJoystickDevice : public CVJoystickDevice {
+public:
+    HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) override;
+
+protected:
+    CVLowResJoystickDevice() : CVJoystickDevice(EffectFamily::kLowResJoystick) {}
+};
+
+// The models differ only in the settings they bind.
+class CVFerollaJoystickDevice : public CVHiResJoystickDevice {
+public:
+    CVFerollaJoystickDevice();
+};
+class CVTavrinJoystickDevice : public CVHiResJoystickDevice {
+public:
+    CVTavrinJoystickDevice();
+};
+class CVOskraJoystickDevice : public CVLowResJoystickDevice {
+public:
+    CVOskraJoystickDevice();
+};

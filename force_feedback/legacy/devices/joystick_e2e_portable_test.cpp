@@ -1,0 +1,335 @@
+// The force joysticks end to end: the built driver library loaded by path,
+// a driver made through its own class factory, a virtual stick of the model
+// plugged in through the library's exports, and every report that reaches
+// the stick checked byte for byte in virtual time.
+//
+// Expected bytes come from the command tables: force 0x51 0x08 p q with
+// p = 0x80 + x and q = 0x80 - y, force-off 0x53, centring parameters
+// 0xFE sel k k s 0 0 from the model's centring ranges at 100 % strength
+// (k and s are the defaults), centring on 0xF4 / off 0xF5, the thread's
+// reset 0xF3 at the end; for the Karvona stick the 64-byte report with
+// -x and y as 16-bit words at bytes 1 and 31 and the centring spring
+// (coefficient MulDiv(10000, 50, 15000) = 33, 0x7F, 0x46) in the axis
+// blocks at bytes 4 and 34, and the release feature report 0x04 0x04.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "force_feedback/legacy/com/class_table.h"
+#include "force_feedback/legacy/effects/effect_factory.h"
+#include "force_feedback/legacy/effects/effect_test_support.h"
+#include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_clock.h"
+
+namespace {
+
+constexpr DWORD kJoystick = 7;
+constexpr DWORD kDirectInputVersion = 0x0800;
+constexpr std::uint32_t kPassMs = 8;
+constexpr std::uint32_t kOutput = FFDRV_VIRTUAL_REPORT_OUTPUT;
+constexpr std::uint32_t kFeature = FFDRV_VIRTUAL_REPORT_FEATURE;
+constexpr std::uint16_t kKarvonaFeatureLength = 2;
+
+struct StickCase {
+    const char* name;
+    int classIndex;
+    Model model;
+    std::uint16_t outputLength;
+    BYTE reportId;
+    BYTE selector;  // centring parameters of the resolution
+    BYTE k;         // centring coefficient and saturation at 100 %
+    BYTE s;
+    BYTE springType;          // native spring command of the resolution
+    BYTE springCoefficients;  // full coefficient both ways: 15 or 7 per nibble
+};
+
+// The Nimbal driver opens an Oskra stick.
+const StickCase kSticks[] = {
+    {"Ferolla", 13, Model::Ferolla, 65, 0x00, 0x0D, 10, 100, 0x0B, 0xFF},
+    {"Tavrin", 4, Model::Tavrin, 65, 0x00, 0x0D, 11, 217, 0x0B, 0xFF},
+    {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100, 0x01, 0x77},
+};
+
+struct Recorded {
+    std::uint32_t kind;
+    std::uint32_t timeMs;
+    std::vector<BYTE> bytes;
+};
+
+// The library's own virtual-device and clock exports.
+class LibraryHarness {
+public:
+    LibraryHarness() {
+        m_plug = Export<decltype(&FfdrvVirtualPlug)>("FfdrvVirtualPlug");
+        m_unplug = Export<decltype(&FfdrvVirtualUnplug)>("FfdrvVirtualUnplug");
+        m_count = Export<decltype(&FfdrvVirtualReportCount)>("FfdrvVirtualReportCount");
+        m_get = Export<decltype(&FfdrvVirtualGetReport)>("FfdrvVirtualGetReport");
+        m_clear = Export<decltype(&FfdrvVirtualClearReports)>("FfdrvVirtualClearReports");
+        m_useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>("FfdrvVirtualClockUseVirtual");
+        m_useReal = Export<decltype(&FfdrvVirtualClockUseReal)>("FfdrvVirtualClockUseReal");
+        m_advance = Export<decltype(&FfdrvVirtualClockAdvance)>("FfdrvVirtualClockAdvance");
+        m_now = Export<decltype(&FfdrvVirtualClockNow)>("FfdrvVirtualClockNow");
+    }
+    bool Ready() const {
+        return m_module.Loaded() && m_plug && m_unplug && m_count && m_get && m_clear && m_useVirtual && m_useReal &&
+               m_advance && m_now;
+    }
+    DriverModule& Module() { return m_module; }
+    int32_t Plug(const FfdrvVirtualDevice& d) { return m_plug(&d); }
+    void Unplug(DWORD id) { m_unplug(id); }
+    int32_t UseVirtualClock(std::uint32_t start) { return m_useVirtual(start); }
+    void UseRealClock() { m_useReal(); }
+    int32_t Advance(std::uint32_t ms) { return m_advance(ms); }
+    std::uint32_t Now() { return m_now(); }
+    void Clear(DWORD id) { m_clear(id); }
+    std::vector<Recorded> Reports(DWORD id) {
+        std::vector<Recorded> out;
+        const int32_t count = m_count(id);
+        for (int32_t i = 0; i < count; ++i) {
+            Recorded r{};
+            const int32_t length = m_get(id, static_cast<std::uint32_t>(i), &r.kind, &r.timeMs, nullptr, 0);
+            r.bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+            m_get(id, static_cast<std::uint32_t>(i), nullptr, nullptr, r.bytes.data(),
+                  static_cast<std::uint32_t>(r.bytes.size()));
+            out.push_back(std::move(r));
+        }
+        return out;
+    }
+
+private:
+    template <typename Fn>
+    Fn Export(const char* name) {
+        return reinterpret_cast<Fn>(m_module.Symbol(name));
+    }
+
+    DriverModule m_module;
+    decltype(&FfdrvVirtualPlug) m_plug = nullptr;
+    decltype(&FfdrvVirtualUnplug) m_unplug = nullptr;
+    decltype(&FfdrvVirtualReportCount) m_count = nullptr;
+    decltype(&FfdrvVirtualGetReport) m_get = nullptr;
+    decltype(&FfdrvVirtualClearReports) m_clear = nullptr;
+    decltype(&FfdrvVirtualClockUseVirtual) m_useVirtual = nullptr;
+    decltype(&FfdrvVirtualClockUseReal) m_useReal = nullptr;
+    decltype(&FfdrvVirtualClockAdvance) m_advance = nullptr;
+    decltype(&FfdrvVirtualClockNow) m_now = nullptr;
+};
+
+FfdrvVirtualDevice StickOf(Model model, std::uint16_t outputLength) {
+    FfdrvVirtualDevice d = VirtualWheel(kJoystick);
+    d.vendorId = kVendorId;
+    d.productId = Product(model).productId;
+    d.outputReportLength = outputLength;
+    // The Karvona stick's only feature report is its two-byte release.
+    if (model == Model::Karvona) d.featureReportLength = kKarvonaFeatureLength;
+    return d;
+}
+
+// An output report: report ID, the command, zeros to the report length.
+std::vector<BYTE> Output(std::size_t length, BYTE reportId, std::initializer_list<BYTE> command) {
+    std::vector<BYTE> r(length, 0);
+    r[0] = reportId;
+    std::copy(command.begin(), command.end(), r.begin() + 1);
+    return r;
+}
+
+// Runs a driver session on one stick: opened, used, closed.
+class StickSession {
+public:
+    StickSession(LibraryHarness& lib, int classIndex, Model model, std::uint16_t outputLength) : m_lib(lib) {
+        EXPECT_EQ(m_lib.UseVirtualClock(40000), FFDRV_VIRTUAL_OK);
+        m_plugged = m_lib.Plug(StickOf(model, outputLength)) == FFDRV_VIRTUAL_OK;
+        m_driver = m_lib.Module().CreateDriver(classIndex);
+    }
+    ~StickSession() {
+        if (m_driver) m_driver->Release();
+        if (m_plugged) m_lib.Unplug(kJoystick);
+        m_lib.UseRealClock();
+    }
+    bool Ready() const { return m_plugged && m_driver != nullptr; }
+    IDirectInputEffectDriver* operator->() { return m_driver; }
+    void Advance(std::uint32_t ms) { ASSERT_EQ(m_lib.Advance(ms), FFDRV_VIRTUAL_OK); }
+    // A constant force along one axis, started at once.
+    DWORD PlayConstant(DWORD axis, LONG magnitude, DWORD durationMs) {
+        EffectBlock block;
+        block.Params(DICONSTANTFORCE{magnitude}).Cartesian({axis}, {1}).DurationMs(durationMs);
+        DWORD handle = 0;
+        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, kEffectConstant, &handle, block.Get(), kAllParams | DIEP_START),
+                  S_OK);
+        return handle;
+    }
+
+private:
+    LibraryHarness& m_lib;
+    bool m_plugged = false;
+    IDirectInputEffectDriver* m_driver = nullptr;
+};
+
+void ExpectReports(const std::vector<Recorded>& got, const std::vector<std::pair<std::uint32_t, std::vector<BYTE>>>& want) {
+    std::string dump;
+    for (const Recorded& r : got) {
+        dump += (r.kind == kFeature ? "F" : "O") + std::to_string(r.timeMs) + ":";
+        for (std::size_t i = 0; i < std::min<std::size_t>(r.bytes.size(), 40); ++i) dump += " " + std::to_string(r.bytes[i]);
+        dump += "\n";
+    }
+    ASSERT_EQ(got.size(), want.size()) << dump;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        SCOPED_TRACE("report " + std::to_string(i));
+        EXPECT_EQ(got[i].kind, want[i].first);
+        EXPECT_EQ(got[i].bytes, want[i].second);
+    }
+}
+
+class JoystickE2ETest : public ::testing::TestWithParam<StickCase> {
+protected:
+    static void SetUpTestSuite() { s_lib = new LibraryHarness(); }
+    static void TearDownTestSuite() {
+        delete s_lib;
+        s_lib = nullptr;
+    }
+    void SetUp() override { ASSERT_TRUE(s_lib->Ready()) << s_lib->Module().Error(); }
+
+    static LibraryHarness* s_lib;
+};
+LibraryHarness* JoystickE2ETest::s_lib = nullptr;
+
+TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
+    const StickCase& c = GetParam();
+    StickSession session(*s_lib, c.classIndex, c.model, c.outputLength);
+    ASSERT_TRUE(session.Ready());
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+    session.Advance(3 * kPassMs);
+    // DirectInput's usual start: reset (actuators still off: the stick
+    // centres itself), then actuators on (the game decides: centring off).
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_SETACTUATORSON), S_OK);
+    session.Advance(10 * kPassMs);
+    const std::uint32_t startedAt = s_lib->Now();
+    session.PlayConstant(kAxisX, -10000, 200);
+    session.Advance(100);
+    session.PlayConstant(kAxisY, 10000, 200);
+    session.Advance(300);
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
+
+    const std::size_t n = c.outputLength;
+    const BYTE id = c.reportId;
+    const auto reports = s_lib->Reports(kJoystick);
+    ExpectReports(reports, {
+                               {kOutput, Output(n, id, {0x53})},  // first pass: the stick starts unforced
+                               {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                               {kOutput, Output(n, id, {0xF4})},
+                               {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                               {kOutput, Output(n, id, {0xF5})},
+                               {kOutput, Output(n, id, {0x51, 0x08, 0x01, 0x80, 0x00, 0x00})},  // x = -127
+                               {kOutput, Output(n, id, {0x51, 0x08, 0x01, 0xFF, 0x00, 0x00})},  // y = -127 too
+                               {kOutput, Output(n, id, {0x51, 0x08, 0x80, 0xFF, 0x00, 0x00})},  // x ended
+                               {kOutput, Output(n, id, {0x53})},                                // y ended
+                               {kOutput, Output(n, id, {0xF3})},
+                           });
+    if (reports.size() == 10) {
+        EXPECT_LE(reports[5].timeMs - startedAt, 2 * kPassMs);
+        EXPECT_GE(reports[7].timeMs - startedAt, 200u);
+        EXPECT_LE(reports[7].timeMs - startedAt, 200u + 3 * kPassMs);
+        EXPECT_GE(reports[8].timeMs - startedAt, 300u);
+    }
+}
+
+// A spring condition on X plays in the stick's own condition hardware: a
+// download-and-play command for axis 0 (target 0x20), axis 1 (target 0x80)
+// stopped once, and at the end a stop for axis 0 that keeps the other bytes.
+// Edges: offset and dead band 0 put both at the centre's high byte, 0x80;
+// clip MulDiv(10000, 255, 10000) = 0xFF; no sign bits.
+TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
+    const StickCase& c = GetParam();
+    StickSession session(*s_lib, c.classIndex, c.model, c.outputLength);
+    ASSERT_TRUE(session.Ready());
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+    session.Advance(3 * kPassMs);
+    EffectBlock block;
+    block.Cartesian({kAxisX}, {1}).Conditions({DICONDITION{0, 10000, 10000, 10000, 10000, 0}});
+    DWORD handle = 0;
+    ASSERT_EQ(session->DownloadEffect(kJoystick, kEffectSpring, &handle, block.Get(), kAllParams | DIEP_START), S_OK);
+    session.Advance(10 * kPassMs);
+    ASSERT_EQ(session->StopEffect(kJoystick, handle), S_OK);
+    session.Advance(10 * kPassMs);
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
+
+    const std::size_t n = c.outputLength;
+    const BYTE id = c.reportId;
+    const BYTE k = c.springCoefficients;
+    ExpectReports(s_lib->Reports(kJoystick),
+                  {
+                      {kOutput, Output(n, id, {0x53})},
+                      // starting the effect switched the actuators on first
+                      {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                      {kOutput, Output(n, id, {0xF5})},
+                      {kOutput, Output(n, id, {0x21, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0x83, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0x23, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Output(n, id, {0xF3})},
+                  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sticks, JoystickE2ETest, ::testing::ValuesIn(kSticks),
+                         [](const ::testing::TestParamInfo<StickCase>& info) { return std::string(info.param.name); });
+
+
+// The Karvona report: 64 bytes, report ID 2, force words at 1 and 31,
+// axis blocks (mode, coefficient, saturation, dead band) at 3 and 33.
+constexpr std::uint16_t kKarvonaLength = 64;
+constexpr BYTE kKarvonaReportId = 0x02;
+constexpr BYTE kCentringCoefficient = 33;  // MulDiv(10000, 50, 15000) rounds 33.3 down
+
+std::vector<BYTE> KarvonaReport(LONG xWord, LONG yWord, bool centring) {
+    std::vector<BYTE> r(kKarvonaLength, 0);
+    r[0] = kKarvonaReportId;
+    r[1] = static_cast<BYTE>(xWord & 0xFF);
+    r[2] = static_cast<BYTE>((xWord >> 8) & 0xFF);
+    r[31] = static_cast<BYTE>(yWord & 0xFF);
+    r[32] = static_cast<BYTE>((yWord >> 8) & 0xFF);
+    if (centring) {
+        for (std::size_t block : {3u, 33u}) {
+            r[block + 1] = kCentringCoefficient;
+            r[block + 2] = 0x7F;
+            r[block + 3] = 0x46;
+        }
+    }
+    return r;
+}
+
+class KarvonaE2ETest : public JoystickE2ETest {};
+
+TEST_F(KarvonaE2ETest, SessionSendsChangedReportsOnlyAndReleasesTheStick) {
+    StickSession session(*s_lib, kKarvonaIndex, Model::Karvona, kKarvonaLength);
+    ASSERT_TRUE(session.Ready());
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+    session.Advance(3 * kPassMs);  // nothing changed yet: nothing sent
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
+    session.Advance(3 * kPassMs);  // actuators off: the stick's own spring
+    ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_SETACTUATORSON), S_OK);
+    session.Advance(3 * kPassMs);  // the game's: centring off
+    session.PlayConstant(kAxisX, 10000, 100);
+    session.Advance(50);
+    session.PlayConstant(kAxisY, 10000, 100);
+    session.Advance(200);
+    ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
+
+    const std::vector<BYTE> release = {0x04, 0x04};
+    std::vector<BYTE> reset(kKarvonaLength, 0);
+    reset[0] = kKarvonaReportId;
+    reset[1] = 0xF3;
+    ExpectReports(s_lib->Reports(kJoystick),
+                  {
+                      {kOutput, KarvonaReport(0, 0, /*centring=*/true)},
+                      {kOutput, KarvonaReport(0, 0, /*centring=*/false)},
+                      {kOutput, KarvonaReport(-32767, 0, false)},       // x = 127, negated on the wire
+                      {kOutput, KarvonaReport(-32767, -32767, false)},  // y = -127 as it is
+                      {kOutput, KarvonaReport(0, -32767, false)},
+                      {kOutput, KarvonaReport(0, 0, false)},
+                      {kFeature, release},  // Close
+                      {kOutput, reset},     // the thread's last pass
+                      {kFeature, release},  // the device's destruction
+                  });
+}
+
+}  // namespace

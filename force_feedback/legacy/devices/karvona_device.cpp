@@ -1,0 +1,101 @@
+#include "force_feedback/legacy/devices/karvona_device.h"
+
+#include "force_feedback/legacy/devices/joystick_device.h"
+#include "force_feedback/legacy/devices/karvona_report.h"
+#include "force_feedback/legacy/effects/effect.h"
+#include "force_feedback/legacy/settings/global_data.h"
+#include "force_feedback/legacy/settings/model_global_data.h"
+
+CVKarvonaStyleJoystickDevice::~CVKarvonaStyleJoystickDevice() {
+    SendReleaseReport();
+    StopThread();
+}
+
+void CVKarvonaStyleJoystickDevice::SendReleaseReport() {
+    if (!m_input) return;
+    const platform::hid::File file = GetHidHandle();
+    if (file == platform::hid::InvalidFile()) return;
+    // A stick that is gone cannot be released; nothing else to do then.
+    platform::hid::SetFeature(file, karvona::kReleaseFeatureReport.data(),
+                              static_cast<ULONG>(karvona::kReleaseFeatureReport.size()));
+}
+
+void CVKarvonaStyleJoystickDevice::StopThread() {
+    if (!m_thread) return;
+    m_thread->End();
+    // The conditions write into the thread's report; they must not outlive
+    // their link to it.
+    std::lock_guard lock(Mutex());
+    for (DWORD i = 0; i < kEffectSlots; ++i) {
+        if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
+    }
+    m_thread.reset();
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff,
+                                                     DWORD dwFlags) {
+    return DownloadEffectFrame(EffectFamily::kKarvonaStyleJoystick, dwEffectId, pdwEffect, peff, dwFlags);
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) {
+    return SetForceDeviceSetting(GetGlobalData(), param);
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
+    return GetForceDeviceSetting(GetGlobalData(), param);
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::Open(DWORD joystickId) {
+    const HRESULT hr = CVDevice::Open(joystickId);
+    if (FAILED(hr)) return hr;
+    auto thread = std::make_unique<CKarvonaSimThread>(this);
+    if (thread->Begin() != 0) return E_FAIL;
+    m_thread = std::move(thread);
+    return S_OK;
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::Close() {
+    SendReleaseReport();
+    StopThread();
+    return S_OK;
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::ApplyCurrentCentering() {
+    const CGlobalData* s = GetGlobalData();
+    const DWORD strength = s != nullptr ? s->GetCenteringSpring() : kFullGain;
+    const DWORD enabled = s != nullptr ? s->GetPersistentCenteringSpring() : 0;
+    return ApplyCenteringSettings(strength, enabled);
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::RefreshSettings() {
+    if (!m_thread) return S_OK;
+    {
+        std::lock_guard lock(Mutex());
+        ApplyCurrentCentering();
+    }
+    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+    return S_OK;
+}
+
+HRESULT CVKarvonaStyleJoystickDevice::UpdateDevice() {
+    if (!m_thread) return S_OK;
+    ApplyCurrentCentering();
+    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
+    else m_thread->Resume();
+    return S_OK;
+}
+
+void CVKarvonaStyleJoystickDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
+
+HRESULT CVKarvonaStyleJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
+    if (!m_thread) return E_HANDLE;
+    const CGlobalData* s = GetGlobalData();
+    const bool enabled = s != nullptr && s->GetPersistentCenteringSpring() != 0;
+    const bool actuatorsOff = (DeviceState() & DIGFFS_ACTUATORSOFF) != 0;
+    m_thread->ApplyCentering(strength, KarvonaCentringOn(actuatorsOff, enabled));
+    return S_OK;
+}
+
+CVKarvonaJoystickDevice::CVKarvonaJoystickDevice() {
+    BindSettings(CreateModelGlobalData(Model::Karvona), ModelDeviceId(Model::Karvona));
+}

@@ -1,0 +1,53 @@
+// The Karvona-style force joysticks: a family directly under CVDevice whose
+// centring spring lives in the axis blocks of its simulation thread's
+// periodic report, and which hands the stick back to its own firmware with a
+// feature report when the driver lets go of it.
+#pragma once
+
+#include <memory>
+
+#include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/sim/karvona_sim_thread.h"
+
+// Role: the Karvona-style family's device. Owner: the driver's slot.
+// Calling threads and lock as CVDevice; UpdateDevice runs under the device
+// mutex, RefreshSettings on the simulation thread, which then takes the
+// mutex itself for the centring blocks.
+class CVKarvonaStyleJoystickDevice : public CVDevice {
+public:
+    // Release report first, then the thread, then the base.
+    ~CVKarvonaStyleJoystickDevice() override;
+
+    HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
+    // The force joysticks' settings table.
+    HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
+    HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
+    HRESULT Open(DWORD joystickId) override;
+    // Sends the release feature report (also when no thread ever ran), then
+    // stops the thread.
+    HRESULT Close() override;
+    HRESULT RefreshSettings() override;
+    HRESULT UpdateDevice() override;
+    // Writes the centring spring into the thread's axis blocks (or clears
+    // them); E_HANDLE without a thread. Queues no command. Expects the device
+    // mutex to be held.
+    virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled);
+
+    CKarvonaSimThread* Thread() const { return m_thread.get(); }
+
+protected:
+    CVKarvonaStyleJoystickDevice() = default;
+    void AttachEffect(CEffect* effect) override;
+
+private:
+    void SendReleaseReport();
+    void StopThread();
+    HRESULT ApplyCurrentCentering();
+
+    std::unique_ptr<CKarvonaSimThread> m_thread;
+};
+
+class CVKarvonaJoystickDevice : public CVKarvonaStyleJoystickDevice {
+public:
+    CVKarvonaJoystickDevice();
+};

@@ -1,0 +1,66 @@
+#include "force_feedback/legacy/sim/joystick_sim_thread.h"
+
+#include <algorithm>
+
+#include "force_feedback/legacy/devices/virtual_device.h"
+
+namespace {
+// A cancelled read completes at once on every backend we know; this only
+// guards against a driver that never signals.
+constexpr std::uint32_t kCancelWaitMs = 1000;
+}  // namespace
+
+void CPolledInputRead::Start(platform::hid::File file, BYTE* buffer, unsigned length) {
+    if (m_pending || length == 0 || file == platform::hid::InvalidFile()) return;
+    if (!m_event) {
+        m_event = std::make_unique<platform::SimEvent>(/*manualReset=*/true, /*initiallySignaled=*/false);
+        if (!m_event->IsValid()) {
+            m_event.reset();
+            return;
+        }
+    }
+    // Offsets and status are cleared before every reuse of the record.
+    m_io.Reset();
+    m_pending = platform::hid::ReadFileOverlapped(file, buffer, length, &m_io, m_event.get());
+}
+
+bool CPolledInputRead::TakeCompleted() {
+    if (!m_pending || m_io.Status() == platform::hid::kStatusPending) return false;
+    m_pending = false;
+    return m_io.Status() == 0;
+}
+
+void CPolledInputRead::Finish(platform::hid::File file) {
+    if (m_pending) {
+        platform::hid::CancelIo(file);
+        platform::SimWait(*m_event, kCancelWaitMs, /*alertable=*/true);
+        m_pending = false;
+    }
+    m_event.reset();
+}
+
+bool CPolledInputSimThread::RunOnce(bool stopping) {
+    if (stopping) m_read.Finish(GetDevice()->GetHidHandle());
+    const bool go = CSimThread::RunOnce(stopping);
+    if (go && m_read.TakeCompleted()) {
+        UpdateInput();
+        ProcessTriggers();
+        StartInputRead();
+    }
+    return go;
+}
+
+void CPolledInputSimThread::StartInputRead() {
+    m_read.Start(GetDevice()->GetHidHandle(), MutableInputBuffer(), InputReportLength());
+}
+
+CJoystickSimThread::CJoystickSimThread(CVDevice* device)
+    : CPolledInputSimThread(device), m_report(std::max(OutputReportLength(), 1u), 0) {}
+
+void CJoystickSimThread::ReportStep(LONG x, LONG y) {
+    ByteRange range;
+    GetDevice()->GetDeviceByteRange(&range.lowest, &range.highest);
+    if (m_output.Build(x, y, range, m_report.data(), OutputReportLength())) {
+        WriteReport(m_report.data(), OutputReportLength());
+    }
+}

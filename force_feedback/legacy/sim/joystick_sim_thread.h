@@ -1,0 +1,67 @@
+// The joystick simulation thread: two force axes sent as one 0x51 report
+// whenever either axis changed, and an input read that the loop polls instead
+// of a completion routine.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "force_feedback/legacy/devices/joystick_reports.h"
+#include "force_feedback/legacy/sim/sim_thread.h"
+#include "platform/hid.h"
+#include "platform/sim_clock.h"
+
+// Role: one overlapped input read with its own manual-reset event, checked
+// by the loop after each pass rather than completed through an APC (the
+// joystick firmware's reads are polled). Owner: a joystick-family thread.
+// Calling thread: that simulation thread only; no lock.
+class CPolledInputRead {
+public:
+    // Issues the read; a read that cannot start is dropped and not retried,
+    // so a vanished stick does not fail reads every pass.
+    void Start(platform::hid::File file, BYTE* buffer, unsigned length);
+    // True once when the pending read has completed successfully; a read
+    // that failed ends the reading.
+    bool TakeCompleted();
+    // Cancels a read in flight and waits (bounded) for its event, so the
+    // buffer and the record may go away; then closes the event.
+    void Finish(platform::hid::File file);
+
+private:
+    std::unique_ptr<platform::SimEvent> m_event;
+    platform::hid::AsyncIo m_io;
+    bool m_pending = false;
+};
+
+// Role: base of the joystick-family threads: runs the base pass and then
+// polls the input read; when the read has completed the report is taken
+// (positions, then trigger buttons) and the next read issued. Owner: the
+// device. Threads and lock as CSimThread.
+class CPolledInputSimThread : public CSimThread {
+public:
+    explicit CPolledInputSimThread(CVDevice* device) : CSimThread(device) {}
+
+    bool RunOnce(bool stopping) override;
+
+protected:
+    void StartInputRead() override;
+
+private:
+    CPolledInputRead m_read;
+};
+
+// Role: the joystick family's simulation thread (high and low resolution).
+// Owner: the joystick device (created at Open, ended at Close). Threads and
+// lock as CSimThread.
+class CJoystickSimThread : public CPolledInputSimThread {
+public:
+    explicit CJoystickSimThread(CVDevice* device);
+    ~CJoystickSimThread() override { End(); }
+
+protected:
+    void ReportStep(LONG x, LONG y) override;
+
+private:
+    std::vector<BYTE> m_report;
+    JoystickForceOutput m_output;
+};
