@@ -127,6 +127,10 @@ protected:
     unsigned InputReportLength() const { return m_inputLength; }
     const BYTE* InputBuffer() const { return m_inputBuffer.data(); }
     unsigned WritesThisPass() const { return m_writesThisPass; }
+    // Cancels the outstanding input read and lets its completion run.
+    void CancelInputRead();
+    // Milliseconds since the previous call (since Begin for the first).
+    DWORD TickLength();
 
     std::atomic<bool> m_running{false};
     bool m_firstPass = true;
@@ -138,8 +142,6 @@ protected:
 private:
     static void OnInputRead(DWORD error, DWORD bytes, platform::hid::AsyncIo* io);
     void ThreadProc(std::shared_ptr<platform::SimParticipant> participant);
-    void CancelInputRead();
-    DWORD TickLength();
 
     std::unique_ptr<platform::Thread> m_thread;
     std::unique_ptr<platform::SimEvent> m_runEvent;
