@@ -57,7 +57,7 @@ private:
 
     std::unique_ptr<CRumbleSimThread> m_thread;
     // Carried by every pad device; no operation of the family reads it.
-    DWORD m_padWord = 0;
+    [[maybe_unused]] DWORD m_padWord = 0;
 };
 
 // The per-model devices: each is its row's settings plus its thread class.
