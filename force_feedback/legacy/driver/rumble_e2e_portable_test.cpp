@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "force_feedback/legacy/com/class_table.h"
+#include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
@@ -46,6 +47,8 @@ struct PadCase {
     Model model;
     Layout layout;
 };
+
+void PrintTo(const PadCase& c, std::ostream* os) { *os << CodenameOf(c.model); }
 
 std::string PadName(const ::testing::TestParamInfo<PadCase>& info) { return CodenameOf(info.param.model); }
 
@@ -123,7 +126,7 @@ struct Sent {
 };
 
 // A run of identical reports in a row (the pads re-send unchanged motors).
-struct Run {
+struct ReportRun {
     Bytes bytes;
     std::uint32_t firstMs;
     std::uint32_t lastMs;
@@ -191,8 +194,8 @@ protected:
         }
         return out;
     }
-    std::vector<Run> Runs() {
-        std::vector<Run> runs;
+    std::vector<ReportRun> Runs() {
+        std::vector<ReportRun> runs;
         for (Sent& s : Reports()) {
             if (!runs.empty() && runs.back().bytes == s.bytes) {
                 runs.back().lastMs = s.timeMs;
@@ -204,8 +207,14 @@ protected:
         return runs;
     }
     // The runs' bytes must be `expected`, in order.
-    static void ExpectRuns(const std::vector<Run>& runs, const std::vector<Bytes>& expected) {
-        ASSERT_EQ(runs.size(), expected.size());
+    static void ExpectRuns(const std::vector<ReportRun>& runs, const std::vector<Bytes>& expected) {
+        std::string seen;
+        for (const ReportRun& r : runs) {
+            seen += "[";
+            for (int i = 0; i < 6; ++i) seen += std::to_string(r.bytes[i]) + " ";
+            seen += "x" + std::to_string(r.count) + " @" + std::to_string(r.firstMs) + "]";
+        }
+        ASSERT_EQ(runs.size(), expected.size()) << seen;
         for (std::size_t i = 0; i < runs.size(); ++i) {
             SCOPED_TRACE(i);
             EXPECT_EQ(runs[i].bytes, expected[i]);
@@ -246,7 +255,7 @@ TEST_P(RumbleEndToEndTest, SessionDrivesBothMotorsAndStopsThemAtTheEnd) {
     std::vector<Bytes> expected = OpeningReports();
     for (const Bytes& b : {Motors(layout, 128, 0), Motors(layout, 128, 254), Motors(layout, 128, 0), Stop(layout)})
         expected.push_back(b);
-    const std::vector<Run> runs = Runs();
+    const std::vector<ReportRun> runs = Runs();
     ExpectRuns(runs, expected);
     if (runs.size() != expected.size()) return;
     const std::size_t first = OpeningReports().size();
@@ -282,6 +291,7 @@ TEST_P(RumbleEndToEndTest, IdlePadRefreshesItsStoppedMotorsEverySixteenPasses) {
 TEST_P(RumbleEndToEndTest, GainPauseContinueAndResetReachTheMotors) {
     const Layout layout = GetParam().layout;
     Open();
+    Advance(20);
     ASSERT_EQ(m_driver->SetGain(kJoystick, 5000), S_OK);  // 64 * 0.5 = 32
     const DWORD handle = Constant(5000, /*onY=*/false);
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
@@ -312,6 +322,7 @@ TEST_P(RumbleEndToEndTest, EscapeZeroIsRefusedAndLeavesThePadRunning) {
     EXPECT_EQ(m_driver->Escape(kJoystick, 0, &esc), E_FAIL);
     esc.dwCommand = 4;
     EXPECT_EQ(m_driver->Escape(kJoystick, 0, &esc), E_FAIL);
+    Advance(20);
     const DWORD handle = Constant(10000, /*onY=*/true);
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
     Advance(30);

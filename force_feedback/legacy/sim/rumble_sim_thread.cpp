@@ -39,9 +39,12 @@ void CRumbleSimThread::Tick() {
     if (decision.send == RumbleSend::Stop) build = BuildStopReport(report);
     if (decision.send == RumbleSend::Motors) build = BuildMotorReport(report, decision.motors.a, decision.motors.b);
     if (build) WriteFormatted(report);
-    // A playing effect keeps the loop at the paced-write rhythm; an idle pad
-    // still wakes every 8 ms for the refresh countdown.
-    if (!anyPlaying) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
+    // While effects play, passes that find nothing new return at once and
+    // the paced writes set the rhythm; an idle pad still wakes every 8 ms for
+    // the refresh countdown. A thread whose layout formats nothing would
+    // never write, so it keeps the idle rhythm instead of spinning.
+    const bool declined = decision.send != RumbleSend::Nothing && !build;
+    if (!anyPlaying || declined) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
 }
 
 bool CRumbleSimThread::SumEffects(const SimTick& tick, ForceSums& sums) {
