@@ -107,8 +107,11 @@ struct VirtualApi {
           useVirtual(Export<decltype(&FfdrvVirtualClockUseVirtual)>(m, "FfdrvVirtualClockUseVirtual")),
           useReal(Export<decltype(&FfdrvVirtualClockUseReal)>(m, "FfdrvVirtualClockUseReal")),
           advance(Export<decltype(&FfdrvVirtualClockAdvance)>(m, "FfdrvVirtualClockAdvance")),
-          now(Export<decltype(&FfdrvVirtualClockNow)>(m, "FfdrvVirtualClockNow")) {}
-    bool Complete() const { return plug && unplug && count && report && useVirtual && useReal && advance && now; }
+          now(Export<decltype(&FfdrvVirtualClockNow)>(m, "FfdrvVirtualClockNow")),
+          clear(Export<decltype(&FfdrvVirtualClearReports)>(m, "FfdrvVirtualClearReports")) {}
+    bool Complete() const {
+        return plug && unplug && count && report && useVirtual && useReal && advance && now && clear;
+    }
 
     decltype(&FfdrvVirtualPlug) plug;
     decltype(&FfdrvVirtualUnplug) unplug;
@@ -118,6 +121,7 @@ struct VirtualApi {
     decltype(&FfdrvVirtualClockUseReal) useReal;
     decltype(&FfdrvVirtualClockAdvance) advance;
     decltype(&FfdrvVirtualClockNow) now;
+    decltype(&FfdrvVirtualClearReports) clear;
 };
 
 struct Sent {
@@ -331,6 +335,51 @@ TEST_P(RumbleEndToEndTest, EscapeZeroIsRefusedAndLeavesThePadRunning) {
     expected.push_back(Motors(GetParam().layout, 0, 254));
     expected.push_back(Stop(GetParam().layout));
     ExpectRuns(Runs(), expected);
+}
+
+struct TypeCase {
+    const char* name;
+    DWORD type;
+    BYTE motorA;  // on an X-only effect; 0 means the pad stays stopped
+};
+
+// Every effect type a pad accepts. Periodic forces of magnitude 0 and
+// offset 10000 are a steady 127 whatever their waveform; a custom force
+// plays no samples; the rumble spring and damper are silent while the stick
+// rests at its centre.
+TEST_P(RumbleEndToEndTest, EveryEffectTypeReachesTheMotors) {
+    const Layout layout = GetParam().layout;
+    const TypeCase cases[] = {
+        {"constant", kEffectConstant, 254}, {"ramp", kEffectRamp, 254},         {"square", kEffectSquare, 254},
+        {"sine", kEffectSine, 254},         {"triangle", kEffectTriangle, 254}, {"sawup", kEffectSawUp, 254},
+        {"sawdown", kEffectSawDown, 254},   {"custom", kEffectCustom, 0},       {"spring", kEffectSpring, 0},
+        {"damper", kEffectDamper, 0},       {"inertia", kEffectInertia, 0},     {"friction", kEffectFriction, 0},
+    };
+    Open();
+    Advance(20);
+    for (const TypeCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        EffectBlock block;
+        block.Cartesian({kAxisX}, {1});
+        LONG samples[2] = {10000, 10000};
+        if (c.type == kEffectConstant) block.Params(DICONSTANTFORCE{10000});
+        if (c.type == kEffectRamp) block.Params(DIRAMPFORCE{10000, 10000});
+        if (c.type >= kEffectSquare && c.type <= kEffectSawDown) block.Params(DIPERIODIC{0, 10000, 0, 100000});
+        if (c.type == kEffectCustom) block.Params(DICUSTOMFORCE{1, 10000, 2, samples});
+        if (c.type >= kEffectSpring && c.type <= kEffectFriction)
+            block.Conditions({DICONDITION{0, 10000, 10000, 10000, 10000, 0}});
+        ASSERT_EQ(m_api->clear(kJoystick), FFDRV_VIRTUAL_OK);
+        const DWORD handle = Download(block, c.type, kAllParams | DIEP_START);
+        ASSERT_NE(handle, 0u);
+        Advance(40);
+        const std::vector<Sent> sent = Reports();
+        ASSERT_FALSE(sent.empty());
+        EXPECT_EQ(sent.back().bytes, c.motorA ? Motors(layout, c.motorA, 0) : Stop(layout));
+        ASSERT_EQ(m_driver->DestroyEffect(kJoystick, handle), S_OK);
+        Advance(40);
+        EXPECT_EQ(Reports().back().bytes, Stop(layout));
+    }
+    Close();
 }
 
 INSTANTIATE_TEST_SUITE_P(Pads, RumbleEndToEndTest,
