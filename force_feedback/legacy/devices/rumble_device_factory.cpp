@@ -1,5 +1,31 @@
-#include "force_feedback/legacy/devices/family_factories.h"
+#include <new>
 
-// The rumble family's device classes are not built in yet: its models cannot be
-// opened, and DeviceID reports E_OUTOFMEMORY for them.
-CVDevice* NewRumbleDevice(Model) { return nullptr; }
+#include "force_feedback/legacy/devices/family_factories.h"
+#include "force_feedback/legacy/devices/rumble_device.h"
+
+namespace {
+
+template <typename Device>
+CVDevice* Make() {
+    return new (std::nothrow) Device();
+}
+
+struct RumbleMaker {
+    Model model;
+    CVDevice* (*make)();
+};
+
+constexpr RumbleMaker kRumbleMakers[] = {
+    {Model::Zorvel, &Make<CVZorvelRumbleDevice>}, {Model::Brennick, &Make<CVBrennickRumbleDevice>},
+    {Model::Tollund, &Make<CVTollundRumbleDevice>}, {Model::Vesk, &Make<CVVeskRumbleDevice>},
+    {Model::Lumisk, &Make<CVLumiskRumbleDevice>},
+};
+
+}  // namespace
+
+CVDevice* NewRumbleDevice(Model model) {
+    for (const RumbleMaker& maker : kRumbleMakers) {
+        if (maker.model == model) return maker.make();
+    }
+    return nullptr;
+}

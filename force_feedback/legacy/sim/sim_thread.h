@@ -131,6 +131,10 @@ protected:
     // For families that issue the input read themselves.
     BYTE* MutableInputBuffer() { return m_inputBuffer.data(); }
     unsigned WritesThisPass() const { return m_writesThisPass; }
+    // Cancels the outstanding input read and lets its completion run.
+    void CancelInputRead();
+    // Milliseconds since the previous call (since Begin for the first).
+    DWORD TickLength();
 
     std::atomic<bool> m_running{false};
     bool m_firstPass = true;
@@ -142,8 +146,6 @@ protected:
 private:
     static void OnInputRead(DWORD error, DWORD bytes, platform::hid::AsyncIo* io);
     void ThreadProc(std::shared_ptr<platform::SimParticipant> participant);
-    void CancelInputRead();
-    DWORD TickLength();
 
     std::unique_ptr<platform::Thread> m_thread;
     std::unique_ptr<platform::SimEvent> m_runEvent;

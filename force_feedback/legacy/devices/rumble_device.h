@@ -1,0 +1,81 @@
+// The rumble pads: gamepads with two vibration motors and no positional
+// force. Every effect runs on the host through the rumble simulation thread;
+// the per-model classes only pick the settings and the thread (report
+// layout) of their row.
+//
+// Role: CVRumbleDevice carries the family's operations; the bare class has
+// no settings and a thread that formats nothing. Owner: the driver's slot
+// for the joystick ID. Calling threads: application threads (through CFFDrv)
+// and the device's simulation thread. Lock: the device mutex, as CVDevice;
+// the settings are read and written without it.
+#pragma once
+
+#include <memory>
+
+#include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/sim/rumble_sim_thread.h"
+
+class CVRumbleDevice : public CVDevice {
+public:
+    CVRumbleDevice() = default;
+    // Stops and deletes the thread before the base tears the table down.
+    ~CVRumbleDevice() override;
+
+    // The frame of the base with the rumble spring (7) and damper (8-10).
+    HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
+    // E_POINTER for a null record; E_INVALIDARG for an index the pads do not
+    // have (3, 5 to 255, above 261) or a strength above 15000; S_OK and
+    // nothing stored on a device without settings.
+    HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
+    // The stored value, or the family default without settings; the save
+    // flag is ignored. E_POINTER, E_INVALIDARG as SetSetting.
+    HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
+    // The base open, then the model's thread is made and started; no thread
+    // when the open fails. E_FAIL when the thread cannot start.
+    HRESULT Open(DWORD joystickId) override;
+    // Stops and deletes the thread (its last pass sends the stop report).
+    HRESULT Close() override;
+    // Under the device mutex: pauses or resumes the thread's output with the
+    // state word. Nothing is sent: a pad has no centering spring.
+    HRESULT UpdateDevice() override;
+    // Takes over the settings' change stamp; the thread reads the new values
+    // itself on its next pass.
+    HRESULT RefreshSettings() override;
+
+    CRumbleSimThread* Thread() const { return m_thread.get(); }
+
+protected:
+    // Per-model classes: binds the model's settings.
+    explicit CVRumbleDevice(Model model);
+    // The model's thread class; the bare family's formats nothing.
+    virtual std::unique_ptr<CRumbleSimThread> NewSimThread();
+    void AttachEffect(CEffect* effect) override;
+
+private:
+    void StopThread();
+
+    std::unique_ptr<CRumbleSimThread> m_thread;
+    // Carried by every pad device; no operation of the family reads it.
+    [[maybe_unused]] DWORD m_padWord = 0;
+};
+
+// The per-model devices: each is its row's settings plus its thread class.
+#define FFDRV_RUMBLE_DEVICE(Codename)                                                               \
+    class CV##Codename##RumbleDevice final : public CVRumbleDevice {                               \
+    public:                                                                                        \
+        CV##Codename##RumbleDevice() : CVRumbleDevice(Model::Codename) {}                          \
+                                                                                                   \
+    protected:                                                                                     \
+        std::unique_ptr<CRumbleSimThread> NewSimThread() override {                                \
+            return std::make_unique<C##Codename##RumbleSimThread>(this);                           \
+        }                                                                                          \
+    }
+
+FFDRV_RUMBLE_DEVICE(Zorvel);
+FFDRV_RUMBLE_DEVICE(Brennick);
+FFDRV_RUMBLE_DEVICE(Tollund);
+FFDRV_RUMBLE_DEVICE(Vesk);
+FFDRV_RUMBLE_DEVICE(Lumisk);
+
+#undef FFDRV_RUMBLE_DEVICE
