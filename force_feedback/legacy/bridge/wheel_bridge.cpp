@@ -6,13 +6,14 @@
 #include "force_feedback/legacy/bridge/bridge_device_table.h"
 #include "force_feedback/legacy/bridge/devio_thread.h"
 
-std::uint8_t BridgeOpenWheel(DevioThread* bridge, const std::wstring& key) {
+std::uint8_t BridgeOpenWheel(DevioThread* bridge, const std::wstring& key, IBridgeConnectionListener* listener) {
     if (!bridge) return CBridgeDeviceTable::kNoSlot;
     std::uint8_t slot = CBridgeDeviceTable::kNoSlot;
     {
         CBridgeDeviceTable& table = BridgeDeviceTable();
         std::lock_guard lock(table.Lock());
         slot = table.RegisterKey(key);
+        if (slot != CBridgeDeviceTable::kNoSlot) table.SetConnectionListener(slot, listener);
     }
     if (slot != CBridgeDeviceTable::kNoSlot) bridge->Post(kAttachDevice, slot, nullptr);
     return slot;

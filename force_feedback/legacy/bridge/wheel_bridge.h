@@ -13,11 +13,14 @@
 #include <vector>
 
 class DevioThread;
+class IBridgeConnectionListener;
 
-// On open: enters the wheel under key (its device's container ID) and asks
-// the bridge to attach it. Returns the slot to keep, 0 when the table is full
-// or no bridge runs (the entry is then not kept).
-std::uint8_t BridgeOpenWheel(DevioThread* bridge, const std::wstring& key);
+// On open: enters the wheel under key (its device's container ID), with the
+// optional listener to be told of binding and unbinding, and asks the bridge
+// to attach it. Returns the slot to keep; 0 when the table is full or no
+// bridge runs (nothing is entered then).
+std::uint8_t BridgeOpenWheel(DevioThread* bridge, const std::wstring& key,
+                             IBridgeConnectionListener* listener = nullptr);
 
 // Escape command 2: hands selector and the first count values (floats, as
 // their bit patterns) to the wheel's RPM indicator feature. True once posted;
