@@ -1,6 +1,7 @@
 #include "devio/Source/Virtual/virtual_rap_bus.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "devio/manager/rap_functions.h"
 #include "devio/rap/rap_packet.h"
@@ -65,7 +66,26 @@ bool VirtualRapWheel::write(std::span<const std::uint8_t> report) {
         sink = m_sink;
     }
     if (sink) sink(reply);
+    {
+        std::lock_guard lock(m_wait_mutex);
+        ++m_writes;
+    }
+    m_written.notify_all();
     return true;
+}
+
+bool VirtualRapWheel::wait_until(const std::function<bool()>& check, std::uint32_t timeout_ms) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    for (;;) {
+        std::uint64_t seen = 0;
+        {
+            std::lock_guard lock(m_wait_mutex);
+            seen = m_writes;
+        }
+        if (check()) return true;
+        std::unique_lock lock(m_wait_mutex);
+        if (!m_written.wait_until(lock, deadline, [&] { return m_writes != seen; })) return check();
+    }
 }
 
 VirtualRapWheel::answer VirtualRapWheel::respond(std::span<const std::uint8_t> request) {

@@ -9,6 +9,8 @@
 #pragma once
 
 #include <array>
+#include <condition_variable>
+#include <functional>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -50,6 +52,9 @@ public:
     std::vector<std::array<std::int32_t, 3>> triples() const;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> selections() const;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> readiness_queries() const;
+    // Waits until check() holds, re-testing after every report the wheel
+    // takes; false after timeout_ms, which only guards against hangs.
+    bool wait_until(const std::function<bool()>& check, std::uint32_t timeout_ms);
 
 private:
     using answer = std::vector<std::uint8_t>;
@@ -63,6 +68,9 @@ private:
     const std::uint16_t m_product_id;
     const std::vector<std::uint16_t> m_features;
     mutable std::mutex m_mutex;
+    std::mutex m_wait_mutex;
+    std::condition_variable m_written;
+    std::uint64_t m_writes = 0;  // guarded by m_wait_mutex
     report_sink m_sink;
     bool m_ready = true;
     std::array<std::uint8_t, 2> m_value16{};

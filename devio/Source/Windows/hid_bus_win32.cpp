@@ -2,13 +2,17 @@
 
 #include <windows.h>
 // windows.h first: the HID and setup headers build on its types.
-#include <initguid.h>
-// initguid.h before devpkey.h: this file holds the property key's definition.
 #include <dbt.h>
-#include <devpkey.h>
-#include <hidpi.h>
-#include <hidsdi.h>
 #include <setupapi.h>
+// MinGW's HID headers declare C functions without a linkage block.
+extern "C" {
+#include <hidsdi.h>
+#include <hidpi.h>
+}
+#include <initguid.h>
+// initguid.h right before devpkey.h: this file holds the property key's
+// definition, and no other header's GUIDs.
+#include <devpkey.h>
 
 #include <algorithm>
 #include <atomic>
