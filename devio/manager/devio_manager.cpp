@@ -28,10 +28,11 @@ bool CDevio::configure(std::uint32_t software_id, std::uint32_t options) {
 }
 
 void CDevio::start_bus() const {
+    if (m_started.load(std::memory_order_acquire)) return;
     std::lock_guard lock(m_start_mutex);
-    if (m_started || !m_bus) return;
+    if (m_started.load(std::memory_order_relaxed) || !m_bus) return;
     // The listener side only changes this object's list, never its bus.
-    m_started = m_bus->start(const_cast<CDevio*>(this));
+    m_started.store(m_bus->start(const_cast<CDevio*>(this)), std::memory_order_release);
 }
 
 std::vector<std::shared_ptr<IDevice>> CDevio::presentDevices() const {

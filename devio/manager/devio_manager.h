@@ -6,6 +6,7 @@
 // outside it, each on the subscriber's executor.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -35,7 +36,7 @@ public:
 
 class CDevio final : public IDeviceManager, private IHidBusListener, public std::enable_shared_from_this<CDevio> {
 public:
-    // The software ID the driver's requests carry, and the one option flag.
+    // Option of configure: enumerate the bus at once.
     static constexpr std::uint32_t kOptionEnumerateNow = 1;
 
     explicit CDevio(std::shared_ptr<IHidBus> bus);
@@ -63,7 +64,9 @@ private:
 
     std::shared_ptr<IHidBus> m_bus;
     mutable std::mutex m_mutex;
-    mutable bool m_started = false;
+    // Read without the start lock once set: callers of presentDevices may
+    // hold locks that the bus's own callbacks take.
+    mutable std::atomic<bool> m_started{false};
     mutable std::mutex m_start_mutex;  // serialises starting the bus
     std::uint8_t m_software_id = 1;
     std::vector<std::shared_ptr<CRapDevice>> m_devices;

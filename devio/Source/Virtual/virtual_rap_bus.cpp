@@ -36,8 +36,10 @@ std::vector<std::uint8_t> error_answer(std::span<const std::uint8_t> request, st
 constexpr std::uint8_t kAnswerOk = 0;
 constexpr std::uint8_t kAnswerError = 1;
 std::vector<std::uint8_t> ok(std::initializer_list<std::uint8_t> results) {
-    std::vector<std::uint8_t> out{kAnswerOk};
-    out.insert(out.end(), results);
+    std::vector<std::uint8_t> out;
+    out.reserve(results.size() + 1);
+    out.push_back(kAnswerOk);
+    for (std::uint8_t r : results) out.push_back(r);
     return out;
 }
 std::vector<std::uint8_t> fail(std::uint8_t error) { return {kAnswerError, error}; }

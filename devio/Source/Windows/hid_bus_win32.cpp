@@ -42,8 +42,10 @@ std::wstring container_of(const std::wstring& path) {
     HDEVINFO list = SetupDiCreateDeviceInfoList(nullptr, nullptr);
     if (list == INVALID_HANDLE_VALUE) return {};
     std::wstring result;
-    SP_DEVICE_INTERFACE_DATA iface{sizeof(iface)};
-    SP_DEVINFO_DATA info{sizeof(info)};
+    SP_DEVICE_INTERFACE_DATA iface{};
+    iface.cbSize = sizeof(iface);
+    SP_DEVINFO_DATA info{};
+    info.cbSize = sizeof(info);
     GUID container{};
     DEVPROPTYPE type = 0;
     if (SetupDiOpenDeviceInterfaceW(list, path.c_str(), 0, &iface) && SetupDiEnumDeviceInfo(list, 0, &info) &&
@@ -180,7 +182,8 @@ std::vector<std::wstring> Win32HidBus::enumerate_paths() const {
     HidD_GetHidGuid(&hid_class);
     HDEVINFO set = SetupDiGetClassDevsW(&hid_class, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
     if (set == INVALID_HANDLE_VALUE) return paths;
-    SP_DEVICE_INTERFACE_DATA iface{sizeof(iface)};
+    SP_DEVICE_INTERFACE_DATA iface{};
+    iface.cbSize = sizeof(iface);
     for (DWORD i = 0; SetupDiEnumDeviceInterfaces(set, nullptr, &hid_class, i, &iface); ++i) {
         DWORD needed = 0;
         SetupDiGetDeviceInterfaceDetailW(set, &iface, nullptr, 0, &needed, nullptr);

@@ -126,6 +126,11 @@ void DevioThread::SignalEvent(std::uint32_t index) {
     if (index == kWorkEvent || index == kStopEvent) m_events[index].Set();
 }
 
+std::uint32_t DevioThread::ThreadId() {
+    std::lock_guard lock(m_queueMutex);
+    return m_threadId;
+}
+
 std::uint32_t DevioThread::PostedCount() {
     std::lock_guard lock(m_queueMutex);
     return m_posted;

@@ -69,6 +69,8 @@ public:
     // Sets events[index] (0 work, 1 stop); other indices do nothing.
     void SignalEvent(std::uint32_t index);
 
+    // The worker's thread ID; all bits set before the first start.
+    std::uint32_t ThreadId();
     std::uint32_t PostedCount();
     std::uint32_t TakenCount();
     std::size_t QueuedCount();
