@@ -17,6 +17,7 @@ extern "C" {
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
+#include <future>
 
 #include "devio/rap/rap_packet.h"
 #include "force_feedback/legacy/product_config.h"
@@ -245,7 +246,17 @@ bool Win32HidBus::start(IHidBusListener* listener) {
         m_listener = listener;
     }
     rescan();
-    m_window_thread = std::thread([this] { notification_loop(); });
+    // The thread's message queue must exist before stop can post WM_QUIT to
+    // it, so start returns only once the thread has made it.
+    std::promise<DWORD> ready;
+    auto known = ready.get_future();
+    m_window_thread = std::thread([this, &ready] {
+        MSG peek;
+        PeekMessageW(&peek, nullptr, 0, 0, PM_NOREMOVE);
+        ready.set_value(GetCurrentThreadId());
+        notification_loop();
+    });
+    m_window_thread_id = known.get();
     return true;
 }
 
@@ -261,7 +272,7 @@ LRESULT CALLBACK notify_proc(HWND window, UINT message, WPARAM wparam, LPARAM lp
 }  // namespace
 
 // A message-only window receives the HID interface notifications; the loop
-// ends when stop posts WM_QUIT.
+// ends when stop posts WM_QUIT to the thread.
 void Win32HidBus::notification_loop() {
     WNDCLASSW window_class{};
     window_class.lpfnWndProc = notify_proc;
@@ -270,10 +281,6 @@ void Win32HidBus::notification_loop() {
     RegisterClassW(&window_class);
     HWND window = CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                                   window_class.hInstance, nullptr);
-    {
-        std::lock_guard lock(m_mutex);
-        m_window = window;
-    }
     if (!window) return;
     SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     DEV_BROADCAST_DEVICEINTERFACE_W filter{};
@@ -288,15 +295,14 @@ void Win32HidBus::notification_loop() {
 }
 
 void Win32HidBus::stop() {
-    HWND window = nullptr;
     {
         std::lock_guard lock(m_mutex);
         m_listener = nullptr;
-        window = static_cast<HWND>(m_window);
-        m_window = nullptr;
     }
-    if (window) PostMessageW(window, WM_QUIT, 0, 0);
-    if (m_window_thread.joinable()) m_window_thread.join();
+    if (m_window_thread.joinable()) {
+        PostThreadMessageW(m_window_thread_id, WM_QUIT, 0, 0);
+        m_window_thread.join();
+    }
     std::lock_guard lock(m_mutex);
     for (auto& connection : m_open) connection->close();
     m_open.clear();

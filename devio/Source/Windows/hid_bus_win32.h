@@ -44,7 +44,7 @@ private:
     IHidBusListener* m_listener = nullptr;
     std::vector<std::shared_ptr<Win32RapConnection>> m_open;
     std::thread m_window_thread;
-    void* m_window = nullptr;  // HWND of the notification window
+    unsigned long m_window_thread_id = 0;  // set before start returns
 };
 
 }  // namespace devio
