@@ -38,8 +38,17 @@ void require_answer_size(const std::vector<std::uint8_t>& answer, std::size_t n)
                               static_cast<std::uint32_t>(answer.size()));
 }
 
+// Defined beside the registrations of the built-in features. A static
+// library drops object files that nothing refers to, and their registrations
+// with them (the Windows linker does, for one); reading these keeps every
+// built-in feature's file in any program that uses the factory.
+extern const int kFeatureDiscoveryLinked;
+extern const int kFeature807ALinked;
+
 feature_factory& feature_factory::instance() {
     static feature_factory factory;
+    static volatile int linked = kFeatureDiscoveryLinked + kFeature807ALinked;
+    (void)linked;
     return factory;
 }
 

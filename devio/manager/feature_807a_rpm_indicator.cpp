@@ -6,6 +6,8 @@
 
 namespace devio {
 
+extern const int kFeature807ALinked = 1;
+
 namespace {
 const feature_registration<Feature807ARpmIndicator> kRegistration(rapfn::kFeatureRpmIndicator);
 
@@ -13,9 +15,6 @@ constexpr std::size_t kModeChangedSize = 3;
 constexpr std::size_t kSendCommandHeader = 3;  // command, count, first
 }  // namespace
 
-// Out of line so that the interface's type information lives in this file,
-// which a checked downcast then pulls, with the registration above, into
-// any program that uses the feature.
 IFeature807ARpmIndicator::~IFeature807ARpmIndicator() = default;
 
 struct Feature807ARpmIndicator::command_state {

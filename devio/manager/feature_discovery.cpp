@@ -4,6 +4,8 @@
 
 namespace devio {
 
+extern const int kFeatureDiscoveryLinked = 1;
+
 namespace {
 const feature_registration<Feature0000Root> kRootRegistration(rapfn::kFeatureRoot);
 const feature_registration<Feature0001FeatureSet> kSetRegistration(rapfn::kFeatureSet);
