@@ -35,6 +35,23 @@ void CDevio::start_bus() const {
     m_started.store(m_bus->start(const_cast<CDevio*>(this)), std::memory_order_release);
 }
 
+void CDevio::stop_bus() {
+    std::lock_guard lock(m_start_mutex);
+    if (!m_started.load(std::memory_order_relaxed)) return;
+    m_bus->stop();
+    m_started.store(false, std::memory_order_release);
+    std::vector<std::shared_ptr<CRapDevice>> gone;
+    {
+        std::lock_guard devices_lock(m_mutex);
+        gone.swap(m_devices);
+    }
+    for (const auto& device : gone) {
+        device->mark_removed();
+        std::shared_ptr<IDevice> as_device = device;
+        m_arrival_removal.publish([as_device](auto& h) { h.onDeviceRemoval(as_device); });
+    }
+}
+
 std::vector<std::shared_ptr<IDevice>> CDevio::presentDevices() const {
     start_bus();
     std::lock_guard lock(m_mutex);

@@ -54,6 +54,12 @@ public:
     // devices that arrive later. False for a software ID out of range.
     bool configure(std::uint32_t software_id, std::uint32_t options);
 
+    // Stops the bus and lets every present device go (subscribers hear of
+    // each removal); the next configure or presentDevices starts it again.
+    // Owners call it from their own thread before they unload: the Windows
+    // bus joins its notification thread, which must not happen at DLL detach.
+    void stop_bus();
+
     std::vector<std::shared_ptr<IDevice>> presentDevices() const override;
     Producer<ArrivalRemoval>& arrivalRemoval() override { return m_arrival_removal; }
 

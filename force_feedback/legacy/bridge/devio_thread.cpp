@@ -159,6 +159,9 @@ void DevioThread::Run() {
     }
     unsubscribe();
     m_executor = devio::executor();
+    // The bus's threads end here, on this thread, rather than at module
+    // unload, where the loader lock would keep them from ending.
+    m_manager->stop_bus();
 }
 
 void DevioThread::DrainQueue() {
