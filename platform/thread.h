@@ -2,6 +2,7 @@
 // so the win32 backend can give them real priorities and alertable waits.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,6 +31,11 @@ public:
 private:
     std::unique_ptr<Impl> m_impl;
 };
+
+// Waits until one of `count` events is signalled and returns its index (the
+// lowest when several are), consuming an auto-reset event as Wait does; -1 on
+// time-out or failure. WaitForMultipleObjects, wait-any, on win32.
+int WaitForAnyEvent(Event* const* events, std::size_t count, std::uint32_t timeoutMs);
 
 enum class ThreadPriority { kNormal, kHighest };
 

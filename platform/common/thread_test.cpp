@@ -42,3 +42,38 @@ TEST(PlatformThread, RunsBodyAndJoinsAfterEvent) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(PlatformWaitForAnyEvent, ReturnsTheLowestSignalledIndexAndConsumesAutoReset) {
+    platform::Event work(/*manualReset=*/false, /*initiallySignaled=*/false);
+    platform::Event stop(/*manualReset=*/false, /*initiallySignaled=*/false);
+    platform::Event* events[] = {&work, &stop};
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 2, 0), -1);
+    stop.Set();
+    work.Set();
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 2, 0), 0);
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 2, 0), 1);
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 2, 0), -1);
+}
+
+TEST(PlatformWaitForAnyEvent, ManualResetStaysSignalled) {
+    platform::Event manual(/*manualReset=*/true, /*initiallySignaled=*/true);
+    platform::Event* events[] = {&manual};
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 1, 0), 0);
+    EXPECT_EQ(platform::WaitForAnyEvent(events, 1, 0), 0);
+}
+
+TEST(PlatformWaitForAnyEvent, WakesWhenAnotherThreadSetsTheSecondEvent) {
+    platform::Event first(false, false);
+    platform::Event second(false, false);
+    platform::Event* events[] = {&first, &second};
+    std::atomic<int> woke{-2};
+    auto waiter = platform::Thread::Start([&] { woke = platform::WaitForAnyEvent(events, 2, kHangGuardMs); },
+                                          platform::ThreadPriority::kNormal);
+    second.Set();
+    ASSERT_TRUE(waiter->Join(kHangGuardMs));
+    EXPECT_EQ(woke.load(), 1);
+}
+
+}  // namespace

@@ -19,16 +19,37 @@ struct Event::Impl {
     bool signaled;
 };
 
+namespace {
+// Waiters on several events sleep here; every Set wakes them to look again.
+// Set notifies under this mutex, so a waiter that has just checked cannot
+// miss the wake-up.
+std::mutex g_anyMutex;
+std::condition_variable g_anyCv;
+
+bool TryConsume(Event::Impl& e) {
+    std::lock_guard lock(e.mutex);
+    if (!e.signaled) return false;
+    if (!e.manual) e.signaled = false;
+    return true;
+}
+}  // namespace
+
 Event::Event(bool manualReset, bool initiallySignaled) : m_impl(new Impl{{}, {}, manualReset, initiallySignaled}) {}
 Event::~Event() = default;
 
 void Event::Set() {
-    std::lock_guard lock(m_impl->mutex);
-    m_impl->signaled = true;
-    if (m_impl->manual)
-        m_impl->cv.notify_all();
-    else
-        m_impl->cv.notify_one();
+    {
+        std::lock_guard lock(m_impl->mutex);
+        m_impl->signaled = true;
+        if (m_impl->manual)
+            m_impl->cv.notify_all();
+        else
+            m_impl->cv.notify_one();
+    }
+    // Taken after the event's own lock is released: waiters on several
+    // events hold this one while they look at each event's lock.
+    std::lock_guard anyLock(g_anyMutex);
+    g_anyCv.notify_all();
 }
 
 void Event::Reset() {
@@ -46,6 +67,19 @@ WaitResult Event::Wait(std::uint32_t timeoutMs) {
     }
     if (!m_impl->manual) m_impl->signaled = false;
     return WaitResult::kSignaled;
+}
+
+int WaitForAnyEvent(Event* const* events, std::size_t count, std::uint32_t timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    std::unique_lock lock(g_anyMutex);
+    for (;;) {
+        for (std::size_t i = 0; i < count; ++i)
+            if (TryConsume(*events[i]->impl())) return static_cast<int>(i);
+        if (timeoutMs == 0xFFFFFFFFu)
+            g_anyCv.wait(lock);
+        else if (g_anyCv.wait_until(lock, deadline) == std::cv_status::timeout)
+            return -1;
+    }
 }
 
 struct Thread::Impl {

@@ -27,6 +27,15 @@ WaitResult Event::Wait(std::uint32_t timeoutMs) {
     }
 }
 
+int WaitForAnyEvent(Event* const* events, std::size_t count, std::uint32_t timeoutMs) {
+    HANDLE handles[MAXIMUM_WAIT_OBJECTS];
+    if (count == 0 || count > MAXIMUM_WAIT_OBJECTS) return -1;
+    for (std::size_t i = 0; i < count; ++i) handles[i] = events[i]->impl()->handle;
+    const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(count), handles, FALSE, timeoutMs);
+    if (result >= WAIT_OBJECT_0 && result < WAIT_OBJECT_0 + count) return static_cast<int>(result - WAIT_OBJECT_0);
+    return -1;
+}
+
 struct Thread::Impl {
     HANDLE handle = nullptr;
     DWORD id = 0;
