@@ -212,6 +212,67 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
     Close();
 }
 
+// The commands of a running wheel: a pause holds the whole output (a force
+// changed meanwhile reaches the wheel only after the continue), the gain
+// scales the force below the curve knee, and a reset empties the table and
+// switches the actuators off, so the wheel's own spring comes back on.
+TEST_P(WheelEndToEndTest, PauseContinueGainAndResetReachTheWheel) {
+    const WheelCase& c = GetParam();
+    EffectBlock block;
+    block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
+    const DWORD handle = Download(block, kEffectConstant);
+    ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
+    Advance(3 * kPassMs);
+    const Bytes centering = Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00});
+    const BYTE half = Clamp(0x80 + 64, c);  // MulDiv(127, 5000, 10000)
+
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_PAUSE), S_OK);
+    std::size_t seen = Reports().size();
+    // A download would continue the device itself; the gain does not.
+    ASSERT_EQ(m_driver->SetGain(kJoystick, 5000), S_OK);
+    Advance(10 * kPassMs);
+    EXPECT_EQ(Reports().size(), seen) << "a paused wheel got a report";
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
+    Advance(3 * kPassMs);
+    // The centering queued by the pause, the gain and the continue, behind
+    // the force.
+    ExpectReports(seen, {Report({0x11, 0x08, half, Clamp(0x80, c), 0x00, 0x00}), centering, Report({0xF5}),
+                         centering, Report({0xF5}), centering, Report({0xF5})});
+
+    seen = Reports().size();
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
+    Advance(3 * kPassMs);
+    const BYTE on = c.selector == 0x0D ? 0x14 : 0xF4;
+    const Bytes off = c.lowest > 0x80 || c.highest < 0x80 ? Report({0x11, 0x08, Clamp(0x80, c), Clamp(0x80, c)})
+                                                          : Report({0x13});
+    ExpectReports(seen, {off, centering, Report({on})});
+    DWORD status = 0;
+    EXPECT_EQ(m_driver->GetEffectStatus(kJoystick, handle, &status), E_INVALIDARG);
+    Close();
+}
+
+// While the thread is held by a pause nothing drains the 32-entry queue:
+// further commands are dropped, the caller is never blocked, and the
+// continue sends exactly what the queue could hold.
+TEST_P(WheelEndToEndTest, AFullReportQueueDropsCommandsWithoutBlocking) {
+    const WheelCase& c = GetParam();
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_PAUSE), S_OK);
+    const std::size_t seen = Reports().size();
+    // Each accepted command queues the centering parameters and a switch.
+    for (int i = 0; i < 40; ++i) ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_STOPALL), S_OK);
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
+    Advance(40 * kPassMs);
+    const auto reports = Reports();
+    ASSERT_EQ(reports.size(), seen + 32);
+    const BYTE on = c.selector == 0x0D ? 0x14 : 0xF4;
+    for (std::size_t i = seen; i < reports.size(); i += 2) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(reports[i].bytes, Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00}));
+        EXPECT_EQ(reports[i + 1].bytes, Report({on}));
+    }
+    Close();
+}
+
 // A settings tool changes the strengths of a running Prazen wheel through
 // ISVJoyForceAPI: the values travel through the shared settings block and
 // its change stamp, and the wheel's next pass takes them over.
