@@ -1,81 +1,10 @@
 #include "force_feedback/legacy/devices/joystick_device.h"
 
+#include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/devices/wheel_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
-#include "platform/sim_clock.h"
-
-namespace {
-
-// Every value set here is read back from the registry on the next load.
-constexpr BYTE kReload = 1;
-
-DWORD NowMs() {
-    platform::SimTimerGuard guard;
-    guard.Activate();
-    const DWORD now = platform::SimTimeMs();
-    guard.Deactivate();
-    return now;
-}
-
-void StoreSetting(CGlobalData& s, SettingId id, DWORD value, BYTE save) {
-    switch (id) {
-        case SettingId::OverallStrength: return s.SetOverallStrength(value, save, kReload);
-        case SettingId::SpringStrength: return s.SetSpringStrength(value, save, kReload);
-        case SettingId::DamperStrength: return s.SetDamperStrength(value, save, kReload);
-        case SettingId::CenteringSpring: return s.SetCenteringSpring(value, save, kReload);
-        case SettingId::ForceEnabled: return s.SetForceEnabled(value, save, kReload);
-        case SettingId::PersistentCenteringSpring: return s.SetPersistentCenteringSpring(value, save, kReload);
-        default: return;  // not in the force devices' table
-    }
-}
-
-DWORD ReadSetting(const CGlobalData& s, SettingId id) {
-    switch (id) {
-        case SettingId::OverallStrength: return s.GetOverallStrength();
-        case SettingId::SpringStrength: return s.GetSpringStrength();
-        case SettingId::DamperStrength: return s.GetDamperStrength();
-        case SettingId::CenteringSpring: return s.GetCenteringSpring();
-        case SettingId::ForceEnabled: return s.GetForceEnabled();
-        case SettingId::PersistentCenteringSpring: return s.GetPersistentCenteringSpring();
-        default: return 0;
-    }
-}
-
-CenteringBytes CenteringBytesOf(const CGlobalData* s) {
-    CenteringBytes b{};
-    if (s != nullptr) {
-        s->GetCSValues(&b.coefficientMin, &b.coefficientDefault, &b.coefficientMax, &b.saturationMin,
-                       &b.saturationDefault, &b.saturationMax);
-    }
-    return b;
-}
-
-}  // namespace
-
-HRESULT SetForceDeviceSetting(CGlobalData* settings, const SVJOYFORCEPARAM* param) {
-    if (param == nullptr) return E_POINTER;
-    const SettingRule* rule = FindWheelSetting(param->dwIndex);
-    if (FAILED(CheckSettingValue(rule, param->dwValue))) return E_INVALIDARG;
-    if (settings == nullptr) return S_OK;
-    // Taken before the store so that a reader polling the stamp never sees
-    // the old stamp with the new value.
-    const DWORD entry = NowMs();
-    StoreSetting(*settings, rule->id, param->dwValue, param->dwSave != 0 ? 1 : 0);
-    if (rule->recomputesDerived) settings->UpdateDerivedValues();
-    if (param->dwSave != 0) settings->SaveToRegistry();
-    settings->SetChangeStamp(entry);
-    return S_OK;
-}
-
-HRESULT GetForceDeviceSetting(const CGlobalData* settings, SVJOYFORCEPARAM* param) {
-    if (param == nullptr) return E_POINTER;
-    const SettingRule* rule = FindWheelSetting(param->dwIndex);
-    if (rule == nullptr) return E_INVALIDARG;
-    param->dwValue = settings != nullptr ? ReadSetting(*settings, rule->id) : rule->defaultWithoutSettings;
-    return S_OK;
-}
 
 CVJoystickDevice::~CVJoystickDevice() { StopThread(); }
 
@@ -102,9 +31,9 @@ HRESULT CVJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LP
     return DownloadEffectFrame(m_effects, dwEffectId, pdwEffect, peff, dwFlags);
 }
 
-HRESULT CVJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) { return SetForceDeviceSetting(GetGlobalData(), param); }
+HRESULT CVJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) { return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param); }
 
-HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetForceDeviceSetting(GetGlobalData(), param); }
+HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param); }
 
 HRESULT CVJoystickDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
@@ -145,16 +74,7 @@ HRESULT CVJoystickDevice::UpdateDevice() {
 void CVJoystickDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
 
 HRESULT CVJoystickDevice::ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength) {
-    if (!m_thread) return E_HANDLE;
-    CGlobalData* s = GetGlobalData();
-    const bool enabled = s != nullptr && s->GetPersistentCenteringSpring() != 0;
-    const bool actuatorsOff = (DeviceState() & DIGFFS_ACTUATORSOFF) != 0;
-    const CenteringPlan plan = PlanCentering(protocol, strength, CenteringBytesOf(s), actuatorsOff, enabled);
-    // A full queue drops the command; the next settings change sends it again.
-    m_thread->QueueReport(plan.parameters.data(), kCommandBufferLength);
-    m_thread->QueueReport(plan.switchCommand.data(), kCommandBufferLength);
-    if (s != nullptr) s->SetPercentage(plan.appliedValue, 0, kReload);
-    return S_OK;
+    return QueueCentering(m_thread.get(), GetGlobalData(), DeviceState(), protocol, strength);
 }
 
 HRESULT CVHiResJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {

@@ -10,12 +10,6 @@
 #include "force_feedback/legacy/product_config.h"
 #include "force_feedback/legacy/sim/joystick_sim_thread.h"
 
-// The settings operations shared by the force joysticks (the wheel table of
-// indices, limits and defaults). `settings` may be null: a set is then
-// validated and dropped, a get answers the table's default.
-HRESULT SetForceDeviceSetting(CGlobalData* settings, const SVJOYFORCEPARAM* param);
-HRESULT GetForceDeviceSetting(const CGlobalData* settings, SVJOYFORCEPARAM* param);
-
 // Role: the joystick family's device: runs the joystick simulation thread,
 // plays the family's native conditions, and sends the centring commands of
 // its resolution. Owner: the driver's slot. Calling threads and lock as

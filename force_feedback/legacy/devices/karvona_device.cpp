@@ -1,5 +1,6 @@
 #include "force_feedback/legacy/devices/karvona_device.h"
 
+#include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/devices/joystick_device.h"
 #include "force_feedback/legacy/devices/karvona_report.h"
 #include "force_feedback/legacy/effects/effect.h"
@@ -38,11 +39,11 @@ HRESULT CVKarvonaStyleJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD p
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    return SetForceDeviceSetting(GetGlobalData(), param);
+    return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    return GetForceDeviceSetting(GetGlobalData(), param);
+    return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::Open(DWORD joystickId) {

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"
 #include "force_feedback/legacy/settings/global_data.h"
@@ -11,36 +12,6 @@
 #include "platform/sim_clock.h"
 
 namespace {
-
-// Flags of a value stored by the device: not saved unless asked, reloaded.
-constexpr BYTE kStoreSave = 0;
-constexpr BYTE kStoreLoad = 1;
-
-DWORD ReadSetting(const CGlobalData& s, SettingId id) {
-    switch (id) {
-        case SettingId::OverallStrength: return s.GetOverallStrength();
-        case SettingId::SpringStrength: return s.GetSpringStrength();
-        case SettingId::DamperStrength: return s.GetDamperStrength();
-        case SettingId::CenteringSpring: return s.GetCenteringSpring();
-        case SettingId::ForceEnabled: return s.GetForceEnabled();
-        case SettingId::PersistentCenteringSpring: return s.GetPersistentCenteringSpring();
-        default: return 0;  // not a wheel setting; FindWheelSetting never names one
-    }
-}
-
-void WriteSetting(CGlobalData& s, SettingId id, DWORD value) {
-    switch (id) {
-        case SettingId::OverallStrength: s.SetOverallStrength(value, kStoreSave, kStoreLoad); break;
-        case SettingId::SpringStrength: s.SetSpringStrength(value, kStoreSave, kStoreLoad); break;
-        case SettingId::DamperStrength: s.SetDamperStrength(value, kStoreSave, kStoreLoad); break;
-        case SettingId::CenteringSpring: s.SetCenteringSpring(value, kStoreSave, kStoreLoad); break;
-        case SettingId::ForceEnabled: s.SetForceEnabled(value, kStoreSave, kStoreLoad); break;
-        case SettingId::PersistentCenteringSpring:
-            s.SetPersistentCenteringSpring(value, kStoreSave, kStoreLoad);
-            break;
-        default: break;
-    }
-}
 
 float AsFloat(DWORD bits) {
     float f = 0;
@@ -146,21 +117,7 @@ HRESULT CVWheelDevice::RefreshSettings() {
 
 HRESULT CVWheelDevice::ApplyCentering(const CenteringProtocol& protocol, DWORD strength) {
     if (!m_thread) return kNoThreadResult;
-    CGlobalData* s = GetGlobalData();
-    CenteringBytes bytes{};
-    bool enabled = true;
-    if (s) {
-        s->GetCSValues(&bytes.coefficientMin, &bytes.coefficientDefault, &bytes.coefficientMax,
-                       &bytes.saturationMin, &bytes.saturationDefault, &bytes.saturationMax);
-        enabled = s->GetPersistentCenteringSpring() != 0;
-    }
-    const bool actuatorsOff = (DeviceState() & DIGFFS_ACTUATORSOFF) != 0;
-    const CenteringPlan plan = PlanCentering(protocol, strength, bytes, actuatorsOff, enabled);
-    // A full queue drops the command; the next settings change sends it again.
-    m_thread->QueueReport(plan.parameters.data(), kCommandBufferLength);
-    m_thread->QueueReport(plan.switchCommand.data(), kCommandBufferLength);
-    if (s) s->SetPercentage(plan.appliedValue, kStoreSave, kStoreLoad);
-    return S_OK;
+    return QueueCentering(m_thread.get(), GetGlobalData(), DeviceState(), protocol, strength);
 }
 
 HRESULT CVHiResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
@@ -171,35 +128,12 @@ HRESULT CVLowResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
     return ApplyCentering(kLowResWheelCentering, strength);
 }
 
-void CVWheelDevice::StoreSetting(const SettingRule& rule, DWORD value) {
-    CGlobalData& s = *GetGlobalData();
-    WriteSetting(s, rule.id, value);
-    if (rule.recomputesDerived) s.UpdateDerivedValues();
-}
-
 HRESULT CVWheelDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    // The stamp is the time of the call, read with the timer resolution
-    // raised for the whole operation.
-    platform::SimTimerGuard guard;
-    const DWORD now = TimedNow(guard);
-    if (param == nullptr) return E_POINTER;
-    const SettingRule* rule = FindWheelSetting(param->dwIndex);
-    if (CheckSettingValue(rule, param->dwValue) != S_OK) return E_INVALIDARG;
-    CGlobalData* s = GetGlobalData();
-    if (s == nullptr) return S_OK;
-    StoreSetting(*rule, param->dwValue);
-    if (param->dwSave != 0) s->SaveToRegistry();
-    s->SetChangeStamp(now);
-    return S_OK;
+    return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
 }
 
 HRESULT CVWheelDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    if (param == nullptr) return E_POINTER;
-    const SettingRule* rule = FindWheelSetting(param->dwIndex);
-    if (rule == nullptr) return E_INVALIDARG;
-    const CGlobalData* s = GetGlobalData();
-    param->dwValue = s ? ReadSetting(*s, rule->id) : rule->defaultWithoutSettings;
-    return S_OK;
+    return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
 }
 
 void CVWheelDevice::OnInputReport(const BYTE* report, unsigned length) {

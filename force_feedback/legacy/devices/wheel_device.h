@@ -65,7 +65,6 @@ protected:
 private:
     EffectFamily EffectFamilyOfDevice() const;
     void StopThread();
-    void StoreSetting(const SettingRule& rule, DWORD value);
 
     const FamilyRow& m_row;
 };

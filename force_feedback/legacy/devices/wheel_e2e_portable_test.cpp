@@ -22,6 +22,7 @@
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
+#include "platform/muldiv.h"
 
 namespace {
 
@@ -208,6 +209,81 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
         const auto reports = Reports();
         ASSERT_GT(reports.size(), before);
         EXPECT_EQ(reports.back().bytes, Report({0x11, 0x08, Clamp(0x80 + 127, c), Clamp(0x80, c), 0x00, 0x00}));
+    }
+    Close();
+}
+
+// The knee of the model's response curve (the model settings table): a
+// combined gain below it scales the force by gain / knee.
+DWORD KneeOf(Model model) {
+    switch (model) {
+        case Model::Dastrin:
+        case Model::Ravik: return 9000;
+        case Model::Quintar:
+        case Model::Pelvar:
+        case Model::Drovik: return 9500;
+        default: return 10000;
+    }
+}
+
+// The commands of a running wheel: a pause holds the loop once the pass in
+// flight is done (a gain changed meanwhile reaches the wheel only after the
+// continue), the gain scales the force below the curve knee, and a reset
+// empties the table and switches the actuators off, so the wheel's own
+// spring comes back on.
+TEST_P(WheelEndToEndTest, PauseContinueGainAndResetReachTheWheel) {
+    const WheelCase& c = GetParam();
+    EffectBlock block;
+    block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
+    const DWORD handle = Download(block, kEffectConstant);
+    ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
+    Advance(3 * kPassMs);
+    const Bytes centering = Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00});
+    const BYTE half = Clamp(0x80 + platform::MulDiv(127, 5000, static_cast<int>(KneeOf(c.model))), c);
+
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_PAUSE), S_OK);
+    // The pass in flight drains the queue, one paced write at a time, the
+    // centering of the start and of the pause included; then the loop holds.
+    Advance(8 * kPassMs);
+    std::size_t seen = Reports().size();
+    // A download would continue the device itself; the gain does not.
+    ASSERT_EQ(m_driver->SetGain(kJoystick, 5000), S_OK);
+    Advance(10 * kPassMs);
+    ASSERT_EQ(Reports().size(), seen) << "a paused wheel got a report";
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
+    Advance(6 * kPassMs);  // five paced writes
+    // The force goes ahead of the centering queued by the gain and the continue.
+    ExpectReports(seen, {Report({0x11, 0x08, half, Clamp(0x80, c), 0x00, 0x00}), centering, Report({0xF5}),
+                         centering, Report({0xF5})});
+
+    seen = Reports().size();
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
+    Advance(4 * kPassMs);
+    const BYTE on = c.selector == 0x0D ? 0x14 : 0xF4;
+    ExpectReports(seen, {Report({0x13}), centering, Report({on})});
+    DWORD status = 0;
+    EXPECT_EQ(m_driver->GetEffectStatus(kJoystick, handle, &status), E_INVALIDARG);
+    Close();
+}
+
+// While the thread is held nothing drains the 32-entry ring, which keeps
+// one entry free: further commands are dropped, the caller is never
+// blocked, and the continue sends exactly the 31 the ring could hold.
+TEST_P(WheelEndToEndTest, AFullReportQueueDropsCommandsWithoutBlocking) {
+    const WheelCase& c = GetParam();
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_PAUSE), S_OK);
+    const std::size_t seen = Reports().size();
+    // Each accepted command queues the centering parameters and a switch.
+    for (int i = 0; i < 40; ++i) ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_STOPALL), S_OK);
+    ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
+    Advance(40 * kPassMs);
+    const auto reports = Reports();
+    ASSERT_EQ(reports.size(), seen + 31);
+    const BYTE on = c.selector == 0x0D ? 0x14 : 0xF4;
+    for (std::size_t i = seen; i < reports.size(); ++i) {
+        SCOPED_TRACE(i);
+        const bool parameters = (i - seen) % 2 == 0;
+        EXPECT_EQ(reports[i].bytes, parameters ? Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00}) : Report({on}));
     }
     Close();
 }
