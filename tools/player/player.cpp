@@ -199,7 +199,7 @@ private:
     void SettingStep(const Step& step);
     void Wait(DWORD ms);
     void Tick();
-    void DrainReports();
+    void DrainReports(bool includeCurrentMs = false);
     void SendInput();
     void Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra = "");
     std::uint32_t Now() const { return m_exports.now() - m_start; }
@@ -259,6 +259,9 @@ bool Session::Open() {
     hr = m_driver->DeviceID(kDirectInputVersion, m_scenario.joystickId, TRUE, 0, nullptr);
     m_result.deviceIdResult = ResultName(hr);
     m_result.deviceOpened = SUCCEEDED(hr);
+    // Let the new simulation thread finish its first pass before the first
+    // scenario call, so that pass never races the calls of the same instant.
+    if (m_result.deviceOpened && !m_options.realtime) m_exports.advance(0);
     Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", begin)", hr,
          m_result.deviceOpened ? "" : "  -- the driver could not open the device");
     return true;
@@ -273,14 +276,18 @@ void Session::Close() {
     if (m_settings) m_settings->Release();
     if (m_exports.library) {
         if (!m_options.realtime) m_exports.advance(1);
-        DrainReports();
+        DrainReports(/*includeCurrentMs=*/true);
         if (m_plugged) m_exports.unplug(m_scenario.joystickId);
         m_exports.useReal();
     }
     // The module stays loaded: a driver's threads may still be winding down.
 }
 
-void Session::DrainReports() {
+// Reports stamped with the current millisecond are left for the next drain:
+// the simulation thread may still be writing them while calls of the same
+// instant go on, and taking them only once time has moved past them keeps the
+// trace's order the same from run to run.
+void Session::DrainReports(bool includeCurrentMs) {
     if (!m_plugged) return;
     const std::int32_t count = m_exports.reportCount(m_scenario.joystickId);
     for (; static_cast<std::int32_t>(m_nextReport) < count; ++m_nextReport) {
@@ -289,6 +296,7 @@ void Session::DrainReports() {
         const std::int32_t n =
             m_exports.getReport(m_scenario.joystickId, m_nextReport, &kind, &timeMs, buffer, sizeof buffer);
         if (n < 0) break;
+        if (!includeCurrentMs && timeMs - m_start >= Now()) break;
         const std::vector<std::uint8_t> report(buffer, buffer + std::min<size_t>(n, sizeof buffer));
         const bool feature = kind == FFDRV_VIRTUAL_REPORT_FEATURE;
         const std::string meaning = feature ? m_emulator.DecodeFeature(report) : m_emulator.DecodeOutput(report);
