@@ -22,7 +22,11 @@ DriverModule::DriverModule(const std::string& path) {
     unregisterServer = reinterpret_cast<NoArgFn>(Symbol("DllUnregisterServer"));
 }
 
-DriverModule::~DriverModule() { platform::FreeLibraryHandle(m_library); }
+// The module stays loaded for the life of the test process, as DirectInput
+// keeps a driver loaded while its process runs: a device's threads may still
+// be winding down, and the module's process-wide objects stay reachable for
+// the leak checker instead of vanishing with the unloaded image.
+DriverModule::~DriverModule() = default;
 
 IDirectInputEffectDriver* DriverModule::CreateDriver(int classIndex) {
     IClassFactory* factory = nullptr;
