@@ -98,12 +98,12 @@ std::string Summary(const Scenario& scenario, const PlayResult& result) {
                     std::to_string(scenario.joystickId) + ", " + std::to_string(scenario.TotalWaitMs()) + " ms\n";
     if (!result.deviceOpened)
         s += "The device could not be opened: DeviceID returned " + result.deviceIdResult +
-             " (this build of the driver has no device class for the model); every later call is shown with the "
-             "driver's result.\n";
-    s += std::to_string(result.callCount) + " driver calls, " + std::to_string(result.failedCalls) + " failed; " +
+             "; every later call is shown with the driver's result.\n";
+    s += std::to_string(result.callCount) + " driver calls, " + std::to_string(result.failedCalls) +
+         " failed unexpectedly, " + std::to_string(result.expectedRejections) + " rejected as expected; " +
          std::to_string(result.reports.size()) + " reports written\n";
     std::map<std::string, int> kinds;
-    for (const ReportMark& m : result.reports) ++kinds[m.meaning.substr(0, m.meaning.find_first_of("=:0123456789"))];
+    for (const ReportMark& m : result.reports) ++kinds[m.meaning.substr(0, m.meaning.find_first_of("=:0123456789[("))];
     for (const auto& [kind, count] : kinds) s += "  " + std::to_string(count) + " x " + kind + "\n";
     if (!result.samples.empty()) {
         const Sample& last = result.samples.back();
