@@ -338,7 +338,10 @@ double CHardwareEmulator::KarvonaForce(const KarvonaBlock& b, const AxisState& a
 
 double CHardwareEmulator::AxisForce(int axis) const {
     const AxisState& a = m_axes[axis];
-    double f = m_command[axis] / kForceMax;
+    // The driver's force values name the side the force comes from, as
+    // DirectInput's directions do: its host spring sends a positive force
+    // for a wheel turned to the right, so a positive command pushes left.
+    double f = -m_command[axis] / kForceMax;
     if (m_family == EmulatedFamily::kKarvona) return f + KarvonaForce(m_karvona[axis], a);
     if (m_centeringOn) {
         const double limit = m_centeringS / kByteMax;
