@@ -220,7 +220,7 @@ private:
 // caused (drained after it) follow it in time order.
 void Session::Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra) {
     ++m_result.callCount;
-    const std::optional<std::int32_t> expected = step ? step->expected : std::nullopt;
+    const std::int32_t* expected = step && step->expected ? &*step->expected : nullptr;
     const bool asExpected = expected ? hr == *expected : SUCCEEDED(hr);
     char time[32];
     std::snprintf(time, sizeof time, "%7u ms  ", m_callStart);
