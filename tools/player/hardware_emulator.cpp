@@ -45,6 +45,7 @@ constexpr std::uint8_t kRumbleBMotors = 0x42;
 // Karvona-style release feature report.
 constexpr std::uint8_t kReleaseReportId = 0x04;
 constexpr std::uint8_t kReleaseValue = 0x04;
+constexpr std::uint8_t kKarvonaCentringMode = 0x00;  // the stick's own spring
 constexpr std::uint8_t kKarvonaSpringMode = 0x01;
 constexpr std::uint8_t kKarvonaDamperMode = 0x02;
 constexpr double kKarvonaCoefficientMax = 50;
@@ -89,6 +90,23 @@ std::int16_t Word(const std::vector<std::uint8_t>& r, int offset) {
 }
 
 double Clamp(double v, double lo, double hi) { return std::min(std::max(v, lo), hi); }
+
+// The stop every family's thread writes when it ends puts 0xF3 at byte 1,
+// which here is the low byte of the X force word. No force reaches that
+// word (the scale steps by 258 from 0), so a report of 0xF3 and zeros is the stop.
+bool IsKarvonaStop(const std::vector<std::uint8_t>& r) {
+    if (r[kKarvonaForceXOffset] != kStop) return false;
+    for (size_t i = kKarvonaForceXOffset + 1; i < r.size(); ++i)
+        if (r[i] != 0) return false;
+    return true;
+}
+
+const char* KarvonaModeName(std::uint8_t mode) {
+    if (mode == kKarvonaCentringMode) return "centring spring";
+    if (mode == kKarvonaSpringMode) return "spring";
+    if (mode == kKarvonaDamperMode) return "damper";
+    return "unknown mode";
+}
 
 }  // namespace
 
@@ -251,6 +269,12 @@ std::string CHardwareEmulator::DecodeCondition(const std::uint8_t* c) {
 }
 
 std::string CHardwareEmulator::DecodeKarvona(const std::vector<std::uint8_t>& r) {
+    if (IsKarvonaStop(r)) {
+        m_stopped = true;
+        m_command = {};
+        m_karvona = {};
+        return "stop: all forces off";
+    }
     if (r.size() < kKarvonaBlockYOffset + 4) return "short Karvona report";
     m_stopped = false;
     // The driver negates X on the wire and sends Y as it is.
@@ -262,8 +286,7 @@ std::string CHardwareEmulator::DecodeKarvona(const std::vector<std::uint8_t>& r)
         const std::uint8_t* b = r.data() + offsets[axis];
         m_karvona[axis] = {b[0], b[1], b[2], b[3]};
         if (b[1] == 0) continue;
-        text += Format("; %c %s k=%u sat=%u db=%u", axis ? 'Y' : 'X', b[0] == kKarvonaDamperMode ? "damper" : "spring",
-                       b[1], b[2], b[3]);
+        text += Format("; %c %s k=%u sat=%u db=%u", axis ? 'Y' : 'X', KarvonaModeName(b[0]), b[1], b[2], b[3]);
     }
     return text;
 }
@@ -306,7 +329,7 @@ double CHardwareEmulator::KarvonaForce(const KarvonaBlock& b, const AxisState& a
     const double k = b.coefficient / kKarvonaCoefficientMax;
     const double limit = b.saturation / kKarvonaSaturationMax;
     if (b.mode == kKarvonaDamperMode) return Clamp(-k * m_physics.damperGain * a.velocity, -limit, limit);
-    if (b.mode != kKarvonaSpringMode) return 0;
+    if (b.mode != kKarvonaSpringMode && b.mode != kKarvonaCentringMode) return 0;
     const double dead = b.deadBand / kByteMax;
     if (std::fabs(a.position) <= dead) return 0;
     const double beyond = a.position > 0 ? a.position - dead : a.position + dead;
@@ -315,7 +338,10 @@ double CHardwareEmulator::KarvonaForce(const KarvonaBlock& b, const AxisState& a
 
 double CHardwareEmulator::AxisForce(int axis) const {
     const AxisState& a = m_axes[axis];
-    double f = m_command[axis] / kForceMax;
+    // The driver's force values name the side the force comes from, as
+    // DirectInput's directions do: its host spring sends a positive force
+    // for a wheel turned to the right, so a positive command pushes left.
+    double f = -m_command[axis] / kForceMax;
     if (m_family == EmulatedFamily::kKarvona) return f + KarvonaForce(m_karvona[axis], a);
     if (m_centeringOn) {
         const double limit = m_centeringS / kByteMax;

@@ -57,7 +57,7 @@ struct PhysicsParams {
 struct AxisState {
     double position = 0;  // -1 (full left/up) .. 1
     double velocity = 0;  // travel per second
-    double force = 0;     // last total force, -1..1
+    double force = 0;     // last total force, -1..1, positive pushes toward +1
 };
 
 // Role: decodes reports and integrates the model. Owner: the player (one per
@@ -76,7 +76,8 @@ public:
     int AxisCount() const;
     const AxisState& Axis(int axis) const { return m_axes[axis]; }
     void Displace(int axis, double position, double velocity);
-    // Commanded force of the running force command, -127..127 per axis.
+    // Commanded force of the running force command, -127..127 per axis, in
+    // the driver's sign: positive pushes toward -1.
     int CommandForce(int axis) const { return m_command[axis]; }
     int Motor(int motor) const { return m_motors[motor]; }
     bool CenteringOn() const { return m_centeringOn; }

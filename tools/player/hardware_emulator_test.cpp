@@ -132,6 +132,36 @@ TEST(KarvonaDecodeTest, ForceWordsAndAxisBlocks) {
     EXPECT_EQ(k.KarvonaAxis(0).coefficient, 0);
 }
 
+TEST(KarvonaDecodeTest, EndOfThreadStopIsNotAForceWord) {
+    CHardwareEmulator k(EmulatedFamily::kKarvona);
+    Bytes force(65, 0);
+    force[0] = 0x02;                              // the model's report ID
+    force[1] = 0x01, force[2] = 0x80;             // x = +127
+    force[3] = 0x01, force[4] = 50, force[5] = 0x7F;
+    k.DecodeOutput(force);
+    ASSERT_EQ(k.CommandForce(0), 127);
+    // The shared stop: 0xF3 at byte 1, zeros after it.
+    EXPECT_EQ(k.DecodeOutput(Report({0x02, 0xF3})), "stop: all forces off");
+    EXPECT_EQ(k.CommandForce(0), 0);
+    EXPECT_EQ(k.KarvonaAxis(0).coefficient, 0);
+    EXPECT_TRUE(k.Stopped());
+}
+
+TEST(KarvonaDecodeTest, ModeZeroBlockIsTheSticksOwnCentringSpring) {
+    CHardwareEmulator k(EmulatedFamily::kKarvona), free(EmulatedFamily::kKarvona);
+    Bytes r(65, 0);
+    // Centring at 100 %: coefficient MulDiv(10000, 50, 15000) = 33, saturation 0x7F, dead band 0x46.
+    r[3] = 0x00, r[4] = 33, r[5] = 0x7F, r[6] = 0x46;
+    r[33] = 0x00, r[34] = 33, r[35] = 0x7F, r[36] = 0x46;
+    EXPECT_EQ(k.DecodeOutput(r),
+              "force x=+0 y=+0; X centring spring k=33 sat=127 db=70; Y centring spring k=33 sat=127 db=70");
+    k.Displace(1, 0.8, 0);
+    free.Displace(1, 0.8, 0);
+    for (int i = 0; i < 200; ++i) k.Step(0.001), free.Step(0.001);
+    EXPECT_DOUBLE_EQ(free.Axis(1).position, 0.8);
+    EXPECT_LT(k.Axis(1).position, 0.8);
+}
+
 TEST(RumbleDecodeTest, LayoutAAndLayoutB) {
     CHardwareEmulator a(EmulatedFamily::kRumbleA);
     EXPECT_EQ(a.DecodeOutput(Report({0x00, 0x51, 0x00, 200, 0x00, 50})), "motors A=200 B=50");
@@ -199,9 +229,15 @@ TEST(ClosedLoopTest, DamperSlowsAMovingWheel) {
     EXPECT_LT(damped.Axis(0).position, free.Axis(0).position);
 }
 
+// A force byte above the centre comes from the right and pushes the wheel
+// left: the side the driver's host spring needs for a wheel turned right.
 TEST(ClosedLoopTest, ConstantForceMovesTheWheelToItsEndStop) {
     CHardwareEmulator e(EmulatedFamily::kHiResWheel);
     e.DecodeOutput(Report({0x00, 0x11, 0x08, 0xFF, 0x80}));
+    Advance(e, 3000);
+    EXPECT_DOUBLE_EQ(e.Axis(0).position, -1.0);
+    EXPECT_EQ(e.RawAxis(0), 0);
+    e.DecodeOutput(Report({0x00, 0x11, 0x08, 0x01, 0x80}));
     Advance(e, 3000);
     EXPECT_DOUBLE_EQ(e.Axis(0).position, 1.0);
     EXPECT_EQ(e.RawAxis(0), CHardwareEmulator::kRawMax);

@@ -2,7 +2,8 @@
 // DirectInput drives it, against an emulated device; writes a trace, a CSV
 // and an SVG plot. Exit status: 0 played and every driver call succeeded,
 // 1 bad usage, scenario errors or no module, 2 played but the driver
-// rejected calls (each is in the trace with its result).
+// rejected calls the scenario did not mark with "expect" (each is in the
+// trace with its result and listed on stderr).
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -77,5 +78,6 @@ int main(int argc, char** argv) {
     }
     std::printf("Trace %s\nCSV   %s\nPlot  %s\n", (dir / "trace.txt").string().c_str(),
                 (dir / "samples.csv").string().c_str(), (dir / "plot.svg").string().c_str());
+    for (const std::string& failure : result.unexpected) std::fprintf(stderr, "%s\n", failure.c_str());
     return result.failedCalls == 0 ? kExitPlayed : kExitDriverFailures;
 }

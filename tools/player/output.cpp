@@ -7,7 +7,9 @@
 namespace ffplay {
 namespace {
 
-constexpr double kWidth = 900, kHeight = 420, kLeft = 60, kRight = 20, kTop = 40, kBottom = 50;
+constexpr double kWidth = 900, kHeight = 440, kLeft = 60, kRight = 20, kTop = 40, kBottom = 66;
+constexpr int kLegendColumns = 3;
+constexpr double kLegendColumnWidth = 270, kLegendRowHeight = 15;
 constexpr size_t kMaxPlotPoints = 1500;  // keeps the file small for long scenarios
 
 std::string Num(double v) {
@@ -80,11 +82,12 @@ std::string PlotSvg(const PlayResult& result, const std::string& title) {
     s += Polyline(result, f, [](const Sample& x) { return x.totalForceX; }, "#9467bd");
     s += Polyline(result, f, [](const Sample& x) { return x.positionX; }, "#2ca02c");
     s += Polyline(result, f, [](const Sample& x) { return (x.motorA - x.motorB) / 255.0; }, "#ff7f0e");
-    const char* legend[][2] = {{"#1f77b4", "commanded force x"}, {"#9467bd", "total force on axis x"},
+    const char* legend[][2] = {{"#1f77b4", "commanded force x (+ from the right)"}, {"#9467bd", "force on axis x (+ to the right)"},
                                {"#2ca02c", "position x"}, {"#ff7f0e", "motor A - motor B"},
                                {"#d62728", "report written (ticks at top)"}};
     for (int i = 0; i < 5; ++i)
-        s += "<text x=\"" + Num(kLeft + i * 165) + "\" y=\"" + Num(kHeight - 12) + "\" fill=\"" + legend[i][0] + "\">" +
+        s += "<text x=\"" + Num(kLeft + (i % kLegendColumns) * kLegendColumnWidth) + "\" y=\"" +
+             Num(kHeight - 26 + (i / kLegendColumns) * kLegendRowHeight) + "\" fill=\"" + legend[i][0] + "\">" +
              legend[i][1] + "</text>\n";
     if (result.reports.empty())
         s += "<text x=\"" + Num(kWidth / 2) + "\" y=\"" + Num(kTop + 30) +
@@ -98,12 +101,12 @@ std::string Summary(const Scenario& scenario, const PlayResult& result) {
                     std::to_string(scenario.joystickId) + ", " + std::to_string(scenario.TotalWaitMs()) + " ms\n";
     if (!result.deviceOpened)
         s += "The device could not be opened: DeviceID returned " + result.deviceIdResult +
-             " (this build of the driver has no device class for the model); every later call is shown with the "
-             "driver's result.\n";
-    s += std::to_string(result.callCount) + " driver calls, " + std::to_string(result.failedCalls) + " failed; " +
+             "; every later call is shown with the driver's result.\n";
+    s += std::to_string(result.callCount) + " driver calls, " + std::to_string(result.failedCalls) +
+         " failed unexpectedly, " + std::to_string(result.expectedRejections) + " rejected as expected; " +
          std::to_string(result.reports.size()) + " reports written\n";
     std::map<std::string, int> kinds;
-    for (const ReportMark& m : result.reports) ++kinds[m.meaning.substr(0, m.meaning.find_first_of("=:0123456789"))];
+    for (const ReportMark& m : result.reports) ++kinds[m.meaning.substr(0, m.meaning.find_first_of("=:0123456789[("))];
     for (const auto& [kind, count] : kinds) s += "  " + std::to_string(count) + " x " + kind + "\n";
     if (!result.samples.empty()) {
         const Sample& last = result.samples.back();

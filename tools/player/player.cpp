@@ -19,21 +19,13 @@ constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr std::uint32_t kClockStartMs = 1000;
 constexpr std::uint16_t kInputReportLength = 9;
 constexpr std::uint16_t kReportLength = 65;
+// The Karvona-style stick's one feature report is the 2-byte release
+// (report ID and value); the HID stack refuses a SetFeature of any other length.
+constexpr std::uint16_t kKarvonaFeatureReportLength = 2;
 constexpr std::uint16_t kAxisBits = 10;
 constexpr DWORD kEscapeVersion = 1;
 constexpr std::uint32_t kInputEveryMs = 4;  // about the rate a real device reports at
 constexpr size_t kMaxReport = 256;
-
-struct ResultRow {
-    std::uint32_t hr;
-    const char* name;
-};
-constexpr ResultRow kResults[] = {
-    {0x00000000u, "S_OK"},          {0x00000001u, "S_FALSE"},           {0x80070057u, "E_INVALIDARG"},
-    {0x80004001u, "E_NOTIMPL"},     {0x80004005u, "E_FAIL"},            {0x80004003u, "E_POINTER"},
-    {0x80070006u, "E_HANDLE"},      {0x8007000Eu, "E_OUTOFMEMORY"},     {0x80004002u, "E_NOINTERFACE"},
-    {0x80040201u, "DIERR_DEVICEFULL"}, {0x80040111u, "CLASS_E_CLASSNOTAVAILABLE"},
-};
 
 // The module's exports, found by name as DirectInput and a host find them.
 struct ModuleExports {
@@ -91,7 +83,8 @@ FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
     d.versionNumber = 0x0100;
     d.inputReportLength = kInputReportLength;
     d.outputReportLength = kReportLength;
-    d.featureReportLength = kReportLength;
+    d.featureReportLength =
+        FamilyOf(model) == EmulatedFamily::kKarvona ? kKarvonaFeatureReportLength : kReportLength;
     for (int i = 0; i < 16; ++i) d.containerId[i] = static_cast<std::uint8_t>(0xC0 + joystickId + i);
     d.hasCalibration = 1;
     const std::int32_t calibration[6] = {0, CHardwareEmulator::kRawMax / 2 + 1, CHardwareEmulator::kRawMax,
@@ -197,12 +190,14 @@ private:
     void DownloadStep(const Step& step);
     void EscapeStep(const Step& step);
     void SettingStep(const Step& step);
+    void DisplaceStep(const Step& step);
     void Wait(DWORD ms);
     void Tick();
     void DrainReports(bool includeCurrentMs = false);
     void SendInput();
     void Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra = "");
     std::uint32_t Now() const { return m_exports.now() - m_start; }
+    void MarkCallStart() { m_callStart = m_exports.library ? Now() : 0; }
 
     const Scenario& m_scenario;
     PlayOptions m_options;
@@ -213,6 +208,7 @@ private:
     ISVJoyForceAPI* m_settings = nullptr;
     bool m_plugged = false;
     std::uint32_t m_start = 0;
+    std::uint32_t m_callStart = 0;
     std::uint32_t m_nextReport = 0;
     std::uint64_t m_buttons = 0;
     std::uint64_t m_sentButtons = ~0ull;
@@ -220,13 +216,26 @@ private:
     std::map<std::string, DWORD> m_handles;
 };
 
+// The line carries the time the call was made, so that the reports it
+// caused (drained after it) follow it in time order.
 void Session::Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra) {
     ++m_result.callCount;
-    if (FAILED(hr)) ++m_result.failedCalls;
+    const std::int32_t* expected = step && step->expected ? &*step->expected : nullptr;
+    const bool asExpected = expected ? hr == *expected : SUCCEEDED(hr);
     char time[32];
-    std::snprintf(time, sizeof time, "%7u ms  ", Now());
+    std::snprintf(time, sizeof time, "%7u ms  ", m_callStart);
     std::string line = std::string(time) + "CALL " + what + " -> " + ResultName(hr) + extra;
     if (step) line += "  (line " + std::to_string(step->line) + ")";
+    if (expected && asExpected) {
+        ++m_result.expectedRejections;
+        line += "  as expected";
+    } else if (!asExpected) {
+        ++m_result.failedCalls;
+        line += expected ? "  -- UNEXPECTED: the scenario expects " + ResultName(*expected) : "  -- FAILED";
+        m_result.unexpected.push_back(
+            (step ? m_scenario.file + ":" + std::to_string(step->line) + ": " : m_scenario.file + ": ") + what +
+            " returned " + ResultName(hr) + (expected ? ", expected " + ResultName(*expected) : ""));
+    }
     m_result.trace.push_back(line);
 }
 
@@ -268,6 +277,7 @@ bool Session::Open() {
 }
 
 void Session::Close() {
+    MarkCallStart();
     if (m_driver && m_result.deviceOpened) {
         Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", end)",
              m_driver->DeviceID(kDirectInputVersion, m_scenario.joystickId, FALSE, 0, nullptr));
@@ -425,8 +435,19 @@ void Session::SettingStep(const Step& step) {
          m_settings->SetParameter(CSVJoyForceAPI::kSelectorWheel, &param));
 }
 
+void Session::DisplaceStep(const Step& step) {
+    m_emulator.Displace(static_cast<int>(step.value), step.position, step.velocity);
+    char text[96];
+    std::snprintf(text, sizeof text, "%7u ms  DISPLACE %c to %+.3f at %+.3f/s  (line %d)", Now(),
+                  step.value ? 'y' : 'x', step.position, step.velocity, step.line);
+    m_result.trace.push_back(text);
+    SendInput();
+}
+
 void Session::RunStep(const Step& step) {
+    MarkCallStart();
     if (step.kind == StepKind::kWait) return Wait(step.value);
+    if (step.kind == StepKind::kDisplace) return DisplaceStep(step);
     if (step.kind == StepKind::kPress || step.kind == StepKind::kRelease) {
         const std::uint64_t bit = 1ull << (step.value - 1);
         m_buttons = step.kind == StepKind::kPress ? (m_buttons | bit) : (m_buttons & ~bit);
@@ -439,6 +460,8 @@ void Session::RunStep(const Step& step) {
     if (m_driver == nullptr) {
         ++m_result.failedCalls;
         m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
+        m_result.unexpected.push_back(m_scenario.file + ":" + std::to_string(step.line) +
+                                      ": not played: there is no driver object");
         return;
     }
     const DWORD id = m_scenario.joystickId;
@@ -461,15 +484,6 @@ void Session::RunStep(const Step& step) {
 }
 
 }  // namespace
-
-std::string ResultName(std::int32_t hr) {
-    char hex[16];
-    std::snprintf(hex, sizeof hex, "0x%08X", static_cast<unsigned>(hr));
-    for (const ResultRow& row : kResults)
-        if (row.hr == static_cast<std::uint32_t>(hr))
-            return hr == 0 ? std::string(row.name) : std::string(row.name) + " (" + hex + ")";
-    return hex;
-}
 
 PlayResult Play(const Scenario& scenario, const PlayOptions& options) {
     Session session(scenario, options);

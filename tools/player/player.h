@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/player/hardware_emulator.h"
+#include "tools/player/result_names.h"
 #include "tools/player/scenario.h"
 
 namespace ffplay {
@@ -41,13 +42,14 @@ struct PlayResult {
     std::vector<Sample> samples;
     std::vector<ReportMark> reports;
     int callCount = 0;
+    // Calls whose result was not the one expected: a failure the scenario
+    // did not mark with "expect", or a marked call that got another result.
     int failedCalls = 0;
+    int expectedRejections = 0;
+    std::vector<std::string> unexpected;  // one line per failed call, for the terminal
     std::string deviceIdResult;
 };
 
 PlayResult Play(const Scenario& scenario, const PlayOptions& options);
-
-// "S_OK", "E_OUTOFMEMORY (0x8007000E)", ...
-std::string ResultName(std::int32_t hr);
 
 }  // namespace ffplay

@@ -1,8 +1,12 @@
 #include "tools/player/scenario.h"
 
+#include "tools/player/result_names.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -14,7 +18,7 @@ namespace {
 constexpr LONG kFullScale = 10000;
 constexpr LONG kFullCircle = 36000;
 constexpr DWORD kMaxTimeMs = 3600000;  // one hour: longer is a typo, not a scenario
-constexpr DWORD kSettingsSelector = 63;
+constexpr double kMaxVelocity = 100;  // travel per second; the emulated wheel never gets near it
 
 struct TypeRow {
     const char* name;
@@ -99,8 +103,26 @@ std::vector<long long> IntList(const std::string& text, const std::string& what,
 
 float ParseFloat(const std::string& text, const std::string& what) {
     char* end = nullptr;
+    errno = 0;
     const float v = std::strtof(text.c_str(), &end);
-    if (text.empty() || *end != '\0') throw LineError{what + ": '" + text + "' is not a number"};
+    // Infinities and NaN are spelled as words that strtof accepts; a person
+    // writing a scenario means a finite value, so they are rejected too.
+    if (text.empty() || *end != '\0' || errno == ERANGE || !std::isfinite(v))
+        throw LineError{what + ": '" + text + "' is not a finite number"};
+    return v;
+}
+
+double Decimal(const std::string& text, const std::string& what, double lo, double hi) {
+    char* end = nullptr;
+    errno = 0;
+    const double v = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || errno == ERANGE || !std::isfinite(v))
+        throw LineError{what + ": '" + text + "' is not a finite number"};
+    if (v < lo || v > hi) {
+        char range[64];
+        std::snprintf(range, sizeof range, " (%g to %g)", lo, hi);
+        throw LineError{what + " " + text + " is out of range" + range};
+    }
     return v;
 }
 
@@ -398,6 +420,13 @@ Step Parser::Simple(StepKind kind, const std::vector<std::string>& w) {
             Expect(w, 2, 2, "press|release BUTTON");
             step.value = static_cast<DWORD>(InRange(w[1], "button", 1, kButtonCount));
             break;
+        case StepKind::kDisplace:
+            Expect(w, 3, 4, "displace x|y POSITION [VELOCITY]");
+            if (w[1] != "x" && w[1] != "y") throw LineError{"displace: '" + w[1] + "' is not an axis (x or y)"};
+            step.value = w[1] == "x" ? 0 : 1;
+            step.position = Decimal(w[2], "position", -1.0, 1.0);
+            if (w.size() == 4) step.velocity = Decimal(w[3], "velocity", -kMaxVelocity, kMaxVelocity);
+            break;
         case StepKind::kWait:
             Expect(w, 2, 2, "wait MS");
             step.value = static_cast<DWORD>(InRange(w[1], "wait", 0, kMaxTimeMs));
@@ -416,15 +445,39 @@ constexpr VerbRow kVerbs[] = {
     {"gain", StepKind::kGain},         {"command", StepKind::kCommand}, {"state", StepKind::kState},
     {"escape", StepKind::kEscape},     {"setting", StepKind::kSetSetting}, {"getsetting", StepKind::kGetSetting},
     {"press", StepKind::kPress},       {"release", StepKind::kRelease}, {"wait", StepKind::kWait},
+    {"displace", StepKind::kDisplace},
 };
 
-void Parser::Line(int number, const std::vector<std::string>& words) {
+bool IsDriverCall(StepKind kind) {
+    return kind != StepKind::kPress && kind != StepKind::kRelease && kind != StepKind::kWait &&
+           kind != StepKind::kDisplace;
+}
+
+// A trailing "expect RESULT" marks a call the driver is meant to reject.
+std::optional<std::int32_t> TakeExpectation(std::vector<std::string>* words) {
+    const auto at = std::find(words->begin(), words->end(), "expect");
+    if (at == words->end()) return std::nullopt;
+    if (at == words->begin() || words->end() - at != 2) throw LineError{"usage: STATEMENT ... expect RESULT (at the end of the line)"};
+    const std::optional<std::int32_t> hr = ResultFromName(at[1]);
+    if (!hr) throw LineError{"expect: '" + at[1] + "' is not a result name (E_INVALIDARG, ...) or 0x code"};
+    words->erase(at, words->end());
+    return hr;
+}
+
+void Parser::Line(int number, const std::vector<std::string>& line) {
     m_line = number;
     try {
-        if (words[0] == "device") return Device(words);
+        if (line[0] == "device") return Device(line);
         if (!m_haveDevice) throw LineError{"the first statement must be 'device MODEL'"};
-        for (const VerbRow& row : kVerbs)
-            if (words[0] == row.verb) return m_result.scenario.steps.push_back(Simple(row.kind, words));
+        std::vector<std::string> words = line;
+        const std::optional<std::int32_t> expected = TakeExpectation(&words);
+        for (const VerbRow& row : kVerbs) {
+            if (words[0] != row.verb) continue;
+            if (expected && !IsDriverCall(row.kind)) throw LineError{"'expect' applies to driver calls only"};
+            Step step = Simple(row.kind, words);
+            step.expected = expected;
+            return m_result.scenario.steps.push_back(std::move(step));
+        }
         throw LineError{"unknown statement '" + words[0] + "'"};
     } catch (const LineError& e) {
         Error(number, e.message);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,7 @@ struct EffectSpec {
 
 enum class StepKind {
     kDownload, kUpdate, kStart, kStop, kDestroy, kStatus, kGain, kCommand, kState, kEscape,
-    kSetSetting, kGetSetting, kPress, kRelease, kWait,
+    kSetSetting, kGetSetting, kPress, kRelease, kWait, kDisplace,
 };
 
 struct Step {
@@ -64,6 +65,11 @@ struct Step {
     bool save = false;    // setting: persist
     std::vector<float> floats;  // escape 0: current, low, high
     LONG statusValue = 0;       // escape 1
+    // Driver calls: the result the scenario expects when it is not a success
+    // (a deliberate rejection); any other result then counts as a failure.
+    std::optional<std::int32_t> expected;
+    // displace: axis (0 x, 1 y), position -1..1 and velocity in travel per second.
+    double position = 0, velocity = 0;
 };
 
 struct Scenario {

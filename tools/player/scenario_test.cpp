@@ -106,11 +106,50 @@ const BadCase kBadCases[] = {
     {"ButtonOutOfRange", "press 13\n", 3, "out of range (1 to 12)"},
     {"UnknownCommand", "command explode\n", 3, "unknown command 'explode'"},
     {"EscapeArguments", "escape 0 1 2\n", 3, "usage: escape 0 VALUE LOW HIGH"},
-    {"EscapeFloat", "escape 0 1 2 x\n", 3, "'x' is not a number"},
+    {"EscapeFloat", "escape 0 1 2 x\n", 3, "'x' is not a finite number"},
+    {"EscapeNotFinite", "escape 0 nan 1000 7000\n", 3, "'nan' is not a finite number"},
+    {"EscapeOverflow", "escape 0 1e39 1000 7000\n", 3, "'1e39' is not a finite number"},
+    {"WaitOverflow", "wait 99999999999999999999\n", 3, "is not a whole number"},
+    {"NegativeWait", "wait -5\n", 3, "out of range (0 to 3600000)"},
+    {"ExpectUnknownResult", "gain 100 expect E_WHATEVER\n", 3, "'E_WHATEVER' is not a result name"},
+    {"ExpectNotLast", "gain expect E_FAIL 100\n", 3, "expect RESULT (at the end of the line)"},
+    {"ExpectAlone", "expect E_FAIL\n", 3, "expect RESULT (at the end of the line)"},
+    {"ExpectOnAWait", "wait 5 expect E_FAIL\n", 3, "'expect' applies to driver calls only"},
+    {"ExpectHexTooLong", "gain 1 expect 0x180070057\n", 3, "is not a result name"},
+    {"DisplaceAxis", "displace z 0.5\n", 3, "'z' is not an axis"},
+    {"DisplaceOutOfRange", "displace x 1.5\n", 3, "position 1.5 is out of range (-1 to 1)"},
+    {"DisplaceMalformed", "displace x 0.5.1\n", 3, "'0.5.1' is not a finite number"},
     {"SecondDevice", "device Vesk\n", 3, "already given"},
 };
 INSTANTIATE_TEST_SUITE_P(Cases, ScenarioBadFileTest, testing::ValuesIn(kBadCases),
                          [](const testing::TestParamInfo<BadCase>& info) { return std::string(info.param.name); });
+
+TEST(ScenarioParseTest, ExpectMarksADeliberateRejectionByNameOrCode) {
+    const ParseResult r = ParseScenario(
+        "device Quintar\n"
+        "setting 3 15001 expect E_INVALIDARG   # above 15000\n"
+        "gain 10 expect 0x80004005\n"
+        "gain 20\n",
+        "e.ffs");
+    ASSERT_TRUE(r.Ok()) << r.errors[0].Format();
+    ASSERT_EQ(r.scenario.steps.size(), 3u);
+    EXPECT_EQ(r.scenario.steps[0].value2, 15001u);
+    EXPECT_EQ(r.scenario.steps[0].expected, std::optional<std::int32_t>(static_cast<std::int32_t>(0x80070057u)));
+    EXPECT_EQ(r.scenario.steps[1].value, 10u);
+    EXPECT_EQ(r.scenario.steps[1].expected, std::optional<std::int32_t>(static_cast<std::int32_t>(0x80004005u)));
+    EXPECT_FALSE(r.scenario.steps[2].expected.has_value());
+}
+
+TEST(ScenarioParseTest, DisplaceMovesAnAxisByHand) {
+    const ParseResult r = ParseScenario("device Ferolla\ndisplace y -0.25 1.5\ndisplace x 1\n", "d.ffs");
+    ASSERT_TRUE(r.Ok()) << r.errors[0].Format();
+    const Step& d = r.scenario.steps[0];
+    EXPECT_EQ(d.kind, StepKind::kDisplace);
+    EXPECT_EQ(d.value, 1u);
+    EXPECT_DOUBLE_EQ(d.position, -0.25);
+    EXPECT_DOUBLE_EQ(d.velocity, 1.5);
+    EXPECT_DOUBLE_EQ(r.scenario.steps[1].velocity, 0.0);
+}
 
 TEST(ScenarioParseTest, EveryBadLineIsReportedNotOnlyTheFirst) {
     const ParseResult r = ParseScenario("device Quintar\nwait x\ngain 20000\nwait 5\n", "m.ffs");
