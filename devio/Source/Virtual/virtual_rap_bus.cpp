@@ -145,7 +145,9 @@ VirtualRapWheel::answer VirtualRapWheel::respond_rpm(std::uint8_t function, std:
             if (params.size() < kCommandHeader) return fail(kErrInvalidArgument);
             take_command_packet(params);
             return ok({});
-        case rapfn::kRpmGetValue16: return ok({m_value16[0], m_value16[1]});
+        case rapfn::kRpmGetValue16:
+            ++m_value_queries;
+            return ok({m_value16[0], m_value16[1]});
         case rapfn::kRpmGetStateFlag: return ok({m_state_flag});
         case rapfn::kRpmSelect:
             if (params.size() < 2) return fail(kErrInvalidArgument);
@@ -232,6 +234,11 @@ std::vector<std::pair<std::uint8_t, std::uint8_t>> VirtualRapWheel::readiness_qu
     return m_readiness_queries;
 }
 
+std::size_t VirtualRapWheel::value_queries() const {
+    std::lock_guard lock(m_mutex);
+    return m_value_queries;
+}
+
 std::shared_ptr<VirtualRapBus> VirtualRapBus::process_bus() {
     static const auto bus = std::make_shared<VirtualRapBus>();
     return bus;
@@ -247,6 +254,11 @@ bool VirtualRapBus::start(IHidBusListener* listener) {
 void VirtualRapBus::stop() {
     std::lock_guard lock(m_mutex);
     m_listener = nullptr;
+}
+
+bool VirtualRapBus::listening() {
+    std::lock_guard lock(m_mutex);
+    return m_listener != nullptr;
 }
 
 void VirtualRapBus::plug(const std::shared_ptr<VirtualRapWheel>& device) {

@@ -52,6 +52,7 @@ public:
     std::vector<std::array<std::int32_t, 3>> triples() const;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> selections() const;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> readiness_queries() const;
+    std::size_t value_queries() const;
     // Waits until check() holds, re-testing after every report the wheel
     // takes; false after timeout_ms, which only guards against hangs.
     bool wait_until(const std::function<bool()>& check, std::uint32_t timeout_ms);
@@ -81,6 +82,7 @@ private:
     std::vector<std::array<std::int32_t, 3>> m_triples;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> m_selections;
     std::vector<std::pair<std::uint8_t, std::uint8_t>> m_readiness_queries;
+    std::size_t m_value_queries = 0;
 };
 
 class VirtualRapBus final : public IHidBus {
@@ -93,6 +95,8 @@ public:
 
     void plug(const std::shared_ptr<VirtualRapWheel>& device);
     void unplug(const std::shared_ptr<VirtualRapWheel>& device);
+    // True between start and stop: a device manager hears of the devices.
+    bool listening();
 
 private:
     std::mutex m_mutex;

@@ -130,6 +130,17 @@ TEST_F(BridgeTest, PayloadCommandsMergeOnlyWithTheirOwnPayload) {
     EXPECT_EQ(m_thread->TakenCount(), m_thread->PostedCount());
 }
 
+TEST_F(BridgeTest, PayloadsStillQueuedAtDestructionAreLeftToTheProcess) {
+    auto* record = new BridgeFeatureCommand{7, 2, {0x11, 0x22}};
+    m_thread->Post(kSendFeatureCommand, 9, record);
+    m_thread.reset();
+    // Had the destruction freed the record, these reads and the delete would
+    // touch freed memory (the sanitizer builds report it).
+    EXPECT_EQ(record->command, 7);
+    EXPECT_EQ(record->values, (std::vector<std::uint32_t>{0x11, 0x22}));
+    delete record;
+}
+
 TEST_F(BridgeTest, MergedLibraryJobsAllRunInOrder) {
     std::vector<int> ran;
     for (int i = 1; i <= 3; ++i) m_thread->LibraryExecutor().schedule([&ran, i] { ran.push_back(i); });

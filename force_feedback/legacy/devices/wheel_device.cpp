@@ -3,12 +3,16 @@
 #include <cstring>
 #include <mutex>
 
+#include "force_feedback/legacy/bridge/bridge_device_table.h"
+#include "force_feedback/legacy/bridge/wheel_bridge.h"
+#include "force_feedback/legacy/com/module.h"
 #include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
 #include "force_feedback/legacy/sim/wheel_sim_thread.h"
+#include "platform/guid.h"
 #include "platform/sim_clock.h"
 
 namespace {
@@ -163,3 +167,42 @@ HRESULT CVPrazenWheelDevice::EscapeSetValues(DWORD x, DWORD lo, DWORD hi) {
     }
     return S_OK;
 }
+
+namespace {
+// The bridge matches library devices by container ID; a wheel whose container
+// is unknown gets an empty key, which matches no device, rather than the
+// all-zero ID that any device without a container would share.
+std::wstring BridgeKeyOf(const CInput* input) {
+    if (input == nullptr) return {};
+    const GUID& container = input->GetContainerId();
+    if (container == GUID{}) return {};
+    return platform::FormatGuid(container);
+}
+}  // namespace
+
+CVPrazenWheelDevice::~CVPrazenWheelDevice() { LeaveBridge(); }
+
+HRESULT CVPrazenWheelDevice::Open(DWORD joystickId) {
+    const HRESULT hr = CVHiResWheelDevice::Open(joystickId);
+    if (FAILED(hr)) return hr;
+    std::lock_guard lock(Mutex());
+    LeaveBridge();  // a second open enters the wheel afresh
+    m_bridgeKey = BridgeKeyOf(m_input.get());
+    m_bridgeSlot = BridgeOpenWheel(BridgeThread(), m_bridgeKey);
+    m_inBridge = m_bridgeSlot != CBridgeDeviceTable::kNoSlot;
+    return S_OK;
+}
+
+void CVPrazenWheelDevice::LeaveBridge() {
+    if (!m_inBridge) return;
+    BridgeWheelGone(BridgeThread(), m_bridgeKey);
+    m_inBridge = false;
+    m_bridgeSlot = CBridgeDeviceTable::kNoSlot;
+}
+
+bool CVPrazenWheelDevice::EscapeSendFloats(BYTE selector, LPDIEFFESCAPE, const std::vector<float>& floats) {
+    return BridgeSendFloats(BridgeThread(), m_bridgeSlot, selector, static_cast<std::uint32_t>(floats.size()),
+                            floats);
+}
+
+bool CVPrazenWheelDevice::EscapeReadBytes(BYTE* out) { return BridgeReadBytes(m_bridgeSlot, out); }

@@ -11,7 +11,10 @@
 // as in CVDevice; UpdateDevice runs with it held, RefreshSettings without.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
@@ -101,15 +104,33 @@ FFDRV_WHEEL_MODEL(Ravik, CVLowResWheelDevice);
 
 #undef FFDRV_WHEEL_MODEL
 
-// The Prazen wheel: the shift-indicator escape. Its bridge operations
-// (escapes 2 and 3, attaching to the device library) are not built yet and
-// answer false.
+// The Prazen wheel: the shift-indicator escape, and the wheel's RPM
+// indicator in the device library, reached through the bridge thread. Open
+// enters the wheel in the bridge device table under its container ID and asks
+// the bridge to attach it; destruction takes it out again. The bridge key and
+// slot are written by Open and read by the escapes, all under the device
+// mutex.
 class CVPrazenWheelDevice : public CVHiResWheelDevice {
 public:
     CVPrazenWheelDevice() : CVHiResWheelDevice(Model::Prazen) {}
+    ~CVPrazenWheelDevice() override;
+    // The wheel open; on success the wheel is entered in the bridge table.
+    HRESULT Open(DWORD joystickId) override;
     // x, lo and hi are 32-bit floats passed as their bits. E_FAIL without a
     // thread, else S_OK; queues the indicator commands of the change.
     HRESULT EscapeSetValues(DWORD x, DWORD lo, DWORD hi) override;
+    // Posts selector and floats to the bridge as a feature command; true once
+    // posted (the outcome on the wheel is not reported).
+    bool EscapeSendFloats(BYTE selector, LPDIEFFESCAPE pesc, const std::vector<float>& floats) override;
+    // The bound library wheel's two-byte value; false while none is bound.
+    bool EscapeReadBytes(BYTE* out) override;
+
+private:
+    void LeaveBridge();
+
+    std::wstring m_bridgeKey;
+    std::uint8_t m_bridgeSlot = 0;
+    bool m_inBridge = false;
 };
 
 // The blink toggle of every Prazen wheel in the process.
