@@ -111,7 +111,7 @@ std::string Hex(const std::uint8_t* bytes, size_t n) {
 
 DWORD Micro(DWORD ms) { return ms == kInfiniteMs ? INFINITE : ms * 1000; }
 
-// The type-specific block and DIEFFECT of a spec; both point into `storage`.
+// The type-specific block and DIEFFECT of a desc; both point into `storage`.
 struct EffectBlocks {
     DIEFFECT effect{};
     DIENVELOPE envelope{};
@@ -356,14 +356,14 @@ PlayResult Session::Run() {
 
 void Session::DownloadStep(const Step& step) {
     EffectBlocks blocks;
-    BuildEffect(step.spec, &blocks);
+    BuildEffect(step.desc, &blocks);
     const bool update = step.kind == StepKind::kUpdate;
     DWORD handle = update ? m_handles[step.effect] : 0;
-    const HRESULT hr = m_driver->DownloadEffect(m_scenario.joystickId, step.spec.typeIndex, &handle, &blocks.effect,
+    const HRESULT hr = m_driver->DownloadEffect(m_scenario.joystickId, step.desc.typeIndex, &handle, &blocks.effect,
                                                 step.paramFlags);
     if (!update && handle != 0) m_handles[step.effect] = handle;
     Call(&step,
-         std::string(update ? "DownloadEffect(update " : "DownloadEffect(") + step.effect + ": " + step.spec.typeName +
+         std::string(update ? "DownloadEffect(update " : "DownloadEffect(") + step.effect + ": " + step.desc.typeName +
              ", flags " + FlagsText(step.paramFlags) + ")",
          hr, ", handle " + std::to_string(handle));
 }

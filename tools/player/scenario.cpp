@@ -149,7 +149,7 @@ private:
     void Update(Step& step, const std::vector<std::string>& w);
     void EffectKeys(Step& step, const std::vector<std::string>& w, size_t first);
     void EffectKey(Step& step, const KeyValue& kv);
-    bool TypeKey(EffectSpec& spec, const KeyValue& kv, DWORD* flags);
+    bool TypeKey(EffectSpec& desc, const KeyValue& kv, DWORD* flags);
     void Validate(const Step& step) const;
     Step Simple(StepKind kind, const std::vector<std::string>& w);
     void Escape(Step& step, const std::vector<std::string>& w);
@@ -194,26 +194,26 @@ const std::string& Parser::KnownEffect(const std::vector<std::string>& w) {
     return w[1];
 }
 
-bool Parser::TypeKey(EffectSpec& spec, const KeyValue& kv, DWORD* flags) {
-    const TypeRow* type = FindType(spec.typeName);
+bool Parser::TypeKey(EffectSpec& desc, const KeyValue& kv, DWORD* flags) {
+    const TypeRow* type = FindType(desc.typeName);
     const std::string& k = kv.key;
     const std::string& v = kv.value;
     *flags |= DIEP_TYPESPECIFICPARAMS;
     switch (type->params) {
         case TypeRow::kConstant:
             if (k != "magnitude") return false;
-            spec.constant.lMagnitude = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
+            desc.constant.lMagnitude = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
             return true;
         case TypeRow::kRamp:
-            if (k == "start") spec.ramp.lStart = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
-            else if (k == "end") spec.ramp.lEnd = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
+            if (k == "start") desc.ramp.lStart = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
+            else if (k == "end") desc.ramp.lEnd = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
             else return false;
             return true;
         case TypeRow::kPeriodic:
-            if (k == "magnitude") spec.periodic.dwMagnitude = static_cast<DWORD>(InRange(v, k, 0, kFullScale));
-            else if (k == "offset") spec.periodic.lOffset = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
-            else if (k == "phase") spec.periodic.dwPhase = static_cast<DWORD>(InRange(v, k, 0, kFullCircle - 1));
-            else if (k == "period") spec.periodic.dwPeriod = static_cast<DWORD>(InRange(v, k, 1, kMaxTimeMs));
+            if (k == "magnitude") desc.periodic.dwMagnitude = static_cast<DWORD>(InRange(v, k, 0, kFullScale));
+            else if (k == "offset") desc.periodic.lOffset = static_cast<LONG>(InRange(v, k, -kFullScale, kFullScale));
+            else if (k == "phase") desc.periodic.dwPhase = static_cast<DWORD>(InRange(v, k, 0, kFullCircle - 1));
+            else if (k == "period") desc.periodic.dwPeriod = static_cast<DWORD>(InRange(v, k, 1, kMaxTimeMs));
             else return false;
             return true;
         case TypeRow::kCondition: {
@@ -221,19 +221,19 @@ bool Parser::TypeKey(EffectSpec& spec, const KeyValue& kv, DWORD* flags) {
             const auto c = IntList(v, "condition (offset,positive,negative,positive saturation,negative saturation,"
                                       "dead band)", 6, -kFullScale, kFullScale);
             if (c[3] < 0 || c[4] < 0 || c[5] < 0) throw LineError{"condition saturations and dead band must be 0 to 10000"};
-            if (spec.conditions.size() == 2) spec.conditions.clear();
-            spec.conditions.push_back({static_cast<LONG>(c[0]), static_cast<LONG>(c[1]), static_cast<LONG>(c[2]),
+            if (desc.conditions.size() == 2) desc.conditions.clear();
+            desc.conditions.push_back({static_cast<LONG>(c[0]), static_cast<LONG>(c[1]), static_cast<LONG>(c[2]),
                                        static_cast<DWORD>(c[3]), static_cast<DWORD>(c[4]), static_cast<LONG>(c[5])});
             return true;
         }
         case TypeRow::kCustom:
             if (k == "samples") {
                 const auto s = IntList(v, "samples", 0, -kFullScale, kFullScale);
-                spec.customSamples.assign(s.begin(), s.end());
+                desc.customSamples.assign(s.begin(), s.end());
             } else if (k == "channels") {
-                spec.customChannels = static_cast<DWORD>(InRange(v, k, 1, 2));
+                desc.customChannels = static_cast<DWORD>(InRange(v, k, 1, 2));
             } else if (k == "custom-period") {
-                spec.customPeriodMs = static_cast<DWORD>(InRange(v, k, 0, kMaxTimeMs));
+                desc.customPeriodMs = static_cast<DWORD>(InRange(v, k, 0, kMaxTimeMs));
             } else {
                 return false;
             }
@@ -243,7 +243,7 @@ bool Parser::TypeKey(EffectSpec& spec, const KeyValue& kv, DWORD* flags) {
 }
 
 void Parser::EffectKey(Step& step, const KeyValue& kv) {
-    EffectSpec& s = step.spec;
+    EffectSpec& s = step.desc;
     const std::string& k = kv.key;
     const std::string& v = kv.value;
     if (k == "start" && v.empty()) { step.paramFlags |= DIEP_START; return; }
@@ -298,7 +298,7 @@ void Parser::EffectKeys(Step& step, const std::vector<std::string>& w, size_t fi
 // Checks that need the whole effect: every condition axis has a block, a
 // polar direction has two axes, custom data fits its channels.
 void Parser::Validate(const Step& step) const {
-    const EffectSpec& s = step.spec;
+    const EffectSpec& s = step.desc;
     const TypeRow* type = FindType(s.typeName);
     if (type->params == TypeRow::kCondition && s.conditions.empty())
         throw LineError{"a " + s.typeName + " effect needs condition=offset,positive,negative,possat,negsat,deadband"};
@@ -323,24 +323,24 @@ void Parser::Download(Step& step, const std::vector<std::string>& w) {
                         "inertia, friction, custom)"};
     if (m_effects.count(w[1])) throw LineError{"effect '" + w[1] + "' is already downloaded"};
     step.effect = w[1];
-    step.spec.typeName = type->name;
-    step.spec.typeIndex = type->typeIndex;
+    step.desc.typeName = type->name;
+    step.desc.typeIndex = type->typeIndex;
     EffectKeys(step, w, 3);
-    if (step.spec.directionFlag == DIEFF_POLAR && step.spec.axes.size() == 1 && !(step.paramFlags & DIEP_DIRECTION))
-        step.spec.directionFlag = DIEFF_CARTESIAN, step.spec.directions = {1};
+    if (step.desc.directionFlag == DIEFF_POLAR && step.desc.axes.size() == 1 && !(step.paramFlags & DIEP_DIRECTION))
+        step.desc.directionFlag = DIEFF_CARTESIAN, step.desc.directions = {1};
     Validate(step);
     step.paramFlags = DIEP_ALLPARAMS | (step.paramFlags & DIEP_START);
-    if (!step.spec.hasEnvelope) step.paramFlags &= ~DIEP_ENVELOPE;
-    m_effects[step.effect] = step.spec;
+    if (!step.desc.hasEnvelope) step.paramFlags &= ~DIEP_ENVELOPE;
+    m_effects[step.effect] = step.desc;
 }
 
 void Parser::Update(Step& step, const std::vector<std::string>& w) {
     step.effect = KnownEffect(w);
-    step.spec = m_effects[step.effect];
+    step.desc = m_effects[step.effect];
     if (w.size() < 3) throw LineError{"usage: update NAME key=value..."};
     EffectKeys(step, w, 2);
     Validate(step);
-    m_effects[step.effect] = step.spec;
+    m_effects[step.effect] = step.desc;
 }
 
 void Parser::Escape(Step& step, const std::vector<std::string>& w) {

@@ -58,7 +58,7 @@ struct Step {
     StepKind kind = StepKind::kWait;
     int line = 0;
     std::string effect;   // effect name for effect steps
-    EffectSpec spec;      // download/update: the effect after this step
+    EffectSpec desc;      // download/update: the effect after this step
     DWORD paramFlags = 0; // download/update: DIEP_* flags handed over
     DWORD value = 0;      // gain, command, escape command, setting index, button, wait ms, start count
     DWORD value2 = 0;     // setting value; start mode

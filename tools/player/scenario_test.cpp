@@ -21,18 +21,18 @@ TEST(ScenarioParseTest, DownloadCarriesEveryFieldInDirectInputUnits) {
     EXPECT_EQ(d.kind, StepKind::kDownload);
     EXPECT_EQ(d.line, 3);
     EXPECT_EQ(d.paramFlags, DIEP_ALLPARAMS | DIEP_START);
-    EXPECT_EQ(d.spec.typeIndex, 0u);
-    EXPECT_EQ(d.spec.constant.lMagnitude, -9000);
-    EXPECT_EQ(d.spec.directionFlag, DIEFF_POLAR);
-    EXPECT_EQ(d.spec.directions[0], 27000);
-    EXPECT_EQ(d.spec.durationMs, 300u);
-    EXPECT_EQ(d.spec.gain, 8000u);
-    EXPECT_EQ(d.spec.startDelayMs, 20u);
-    EXPECT_EQ(d.spec.triggerButton, 0x104u);  // push button, instance 1
-    EXPECT_EQ(d.spec.triggerRepeatMs, 150u);
-    ASSERT_TRUE(d.spec.hasEnvelope);
-    EXPECT_EQ(d.spec.envelope.dwAttackLevel, 10000u);
-    EXPECT_EQ(d.spec.envelope.dwFadeTime, 250u);
+    EXPECT_EQ(d.desc.typeIndex, 0u);
+    EXPECT_EQ(d.desc.constant.lMagnitude, -9000);
+    EXPECT_EQ(d.desc.directionFlag, DIEFF_POLAR);
+    EXPECT_EQ(d.desc.directions[0], 27000);
+    EXPECT_EQ(d.desc.durationMs, 300u);
+    EXPECT_EQ(d.desc.gain, 8000u);
+    EXPECT_EQ(d.desc.startDelayMs, 20u);
+    EXPECT_EQ(d.desc.triggerButton, 0x104u);  // push button, instance 1
+    EXPECT_EQ(d.desc.triggerRepeatMs, 150u);
+    ASSERT_TRUE(d.desc.hasEnvelope);
+    EXPECT_EQ(d.desc.envelope.dwAttackLevel, 10000u);
+    EXPECT_EQ(d.desc.envelope.dwFadeTime, 250u);
     EXPECT_EQ(r.scenario.TotalWaitMs(), 600u);
 }
 
@@ -45,9 +45,9 @@ TEST(ScenarioParseTest, UpdateHandsOverOnlyTheChangedParameters) {
     ASSERT_TRUE(r.Ok());
     const Step& u = r.scenario.steps[1];
     EXPECT_EQ(u.paramFlags, DIEP_TYPESPECIFICPARAMS | DIEP_DURATION);
-    EXPECT_EQ(u.spec.periodic.dwMagnitude, 2000u);
-    EXPECT_EQ(u.spec.periodic.dwPeriod, 100u);  // kept from the download
-    EXPECT_EQ(u.spec.durationMs, kInfiniteMs);
+    EXPECT_EQ(u.desc.periodic.dwMagnitude, 2000u);
+    EXPECT_EQ(u.desc.periodic.dwPeriod, 100u);  // kept from the download
+    EXPECT_EQ(u.desc.durationMs, kInfiniteMs);
 }
 
 TEST(ScenarioParseTest, OneAxisEffectsUseACartesianDirectionAndConditionsPerAxis) {
@@ -57,14 +57,14 @@ TEST(ScenarioParseTest, OneAxisEffectsUseACartesianDirectionAndConditionsPerAxis
         "download t damper condition=0,1,1,1,1,0 condition=0,2,2,2,2,0\n",
         "c.ffs");
     ASSERT_TRUE(r.Ok()) << r.errors[0].Format();
-    const EffectSpec& s = r.scenario.steps[0].spec;
+    const EffectSpec& s = r.scenario.steps[0].desc;
     EXPECT_EQ(s.directionFlag, DIEFF_CARTESIAN);
     EXPECT_EQ(s.axes.size(), 1u);
     ASSERT_EQ(s.conditions.size(), 1u);
     EXPECT_EQ(s.conditions[0].lNegativeCoefficient, -8000);
     EXPECT_EQ(s.conditions[0].dwNegativeSaturation, 9000u);
-    EXPECT_EQ(r.scenario.steps[1].spec.conditions.size(), 2u);
-    EXPECT_EQ(r.scenario.steps[1].spec.typeIndex, 8u);
+    EXPECT_EQ(r.scenario.steps[1].desc.conditions.size(), 2u);
+    EXPECT_EQ(r.scenario.steps[1].desc.typeIndex, 8u);
 }
 
 struct BadCase {
