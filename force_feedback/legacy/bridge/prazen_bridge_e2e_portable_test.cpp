@@ -15,6 +15,7 @@
 #include "devio/manager/rap_functions.h"
 #include "force_feedback/legacy/product_config.h"
 #include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
@@ -35,25 +36,23 @@ protected:
 
     void SetUp() override {
         ASSERT_TRUE(m_module.Loaded()) << m_module.Error();
-        m_plug = Export<decltype(&FfdrvVirtualPlug)>("FfdrvVirtualPlug");
-        m_unplug = Export<decltype(&FfdrvVirtualUnplug)>("FfdrvVirtualUnplug");
         m_rapPlug = Export<decltype(&FfdrvVirtualRapPlug)>("FfdrvVirtualRapPlug");
         m_rapUnplug = Export<decltype(&FfdrvVirtualRapUnplug)>("FfdrvVirtualRapUnplug");
         m_rapCount = Export<decltype(&FfdrvVirtualRapCount)>("FfdrvVirtualRapCount");
         m_rapWait = Export<decltype(&FfdrvVirtualRapWait)>("FfdrvVirtualRapWait");
         m_rapCommand = Export<decltype(&FfdrvVirtualRapGetCommand)>("FfdrvVirtualRapGetCommand");
         m_busActive = Export<decltype(&FfdrvVirtualRapBusActive)>("FfdrvVirtualRapBusActive");
-        ASSERT_TRUE(m_plug && m_unplug && m_rapPlug && m_rapUnplug && m_rapCount && m_rapWait && m_rapCommand &&
+        ASSERT_TRUE(m_api.Complete() && m_rapPlug && m_rapUnplug && m_rapCount && m_rapWait && m_rapCommand &&
                     m_busActive);
         m_hid = VirtualWheel(kJoystick);
         m_hid.productId = Product(Model::Prazen).productId;
-        ASSERT_EQ(m_plug(&m_hid), FFDRV_VIRTUAL_OK);
+        ASSERT_EQ(m_api.plug(&m_hid), FFDRV_VIRTUAL_OK);
     }
 
     void TearDown() override {
         if (m_driver) m_driver->Release();
         if (m_rapHandle) m_rapUnplug(m_rapHandle);
-        if (m_unplug) m_unplug(kJoystick);
+        if (m_api.unplug) m_api.unplug(kJoystick);
     }
 
     void PlugRapWheel() {
@@ -132,8 +131,7 @@ protected:
     FfdrvVirtualDevice m_hid{};
     IDirectInputEffectDriver* m_driver = nullptr;
     std::uint32_t m_rapHandle = 0;
-    decltype(&FfdrvVirtualPlug) m_plug = nullptr;
-    decltype(&FfdrvVirtualUnplug) m_unplug = nullptr;
+    VirtualApi m_api{m_module};
     decltype(&FfdrvVirtualRapPlug) m_rapPlug = nullptr;
     decltype(&FfdrvVirtualRapUnplug) m_rapUnplug = nullptr;
     decltype(&FfdrvVirtualRapCount) m_rapCount = nullptr;

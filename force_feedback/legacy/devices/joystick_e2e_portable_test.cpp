@@ -20,6 +20,7 @@
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
@@ -60,37 +61,23 @@ struct Recorded {
 // The library's own virtual-device and clock exports.
 class LibraryHarness {
 public:
-    LibraryHarness() {
-        m_plug = Export<decltype(&FfdrvVirtualPlug)>("FfdrvVirtualPlug");
-        m_unplug = Export<decltype(&FfdrvVirtualUnplug)>("FfdrvVirtualUnplug");
-        m_count = Export<decltype(&FfdrvVirtualReportCount)>("FfdrvVirtualReportCount");
-        m_get = Export<decltype(&FfdrvVirtualGetReport)>("FfdrvVirtualGetReport");
-        m_clear = Export<decltype(&FfdrvVirtualClearReports)>("FfdrvVirtualClearReports");
-        m_useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>("FfdrvVirtualClockUseVirtual");
-        m_useReal = Export<decltype(&FfdrvVirtualClockUseReal)>("FfdrvVirtualClockUseReal");
-        m_advance = Export<decltype(&FfdrvVirtualClockAdvance)>("FfdrvVirtualClockAdvance");
-        m_now = Export<decltype(&FfdrvVirtualClockNow)>("FfdrvVirtualClockNow");
-    }
-    bool Ready() const {
-        return m_module.Loaded() && m_plug && m_unplug && m_count && m_get && m_clear && m_useVirtual && m_useReal &&
-               m_advance && m_now;
-    }
+    bool Ready() const { return m_module.Loaded() && m_api.Complete(); }
     DriverModule& Module() { return m_module; }
-    int32_t Plug(const FfdrvVirtualDevice& d) { return m_plug(&d); }
-    void Unplug(DWORD id) { m_unplug(id); }
-    int32_t UseVirtualClock(std::uint32_t start) { return m_useVirtual(start); }
-    void UseRealClock() { m_useReal(); }
-    int32_t Advance(std::uint32_t ms) { return m_advance(ms); }
-    std::uint32_t Now() { return m_now(); }
-    void Clear(DWORD id) { m_clear(id); }
+    int32_t Plug(const FfdrvVirtualDevice& d) { return m_api.plug(&d); }
+    void Unplug(DWORD id) { m_api.unplug(id); }
+    int32_t UseVirtualClock(std::uint32_t start) { return m_api.useVirtual(start); }
+    void UseRealClock() { m_api.useReal(); }
+    int32_t Advance(std::uint32_t ms) { return m_api.advance(ms); }
+    std::uint32_t Now() { return m_api.now(); }
+    void Clear(DWORD id) { m_api.clear(id); }
     std::vector<Recorded> Reports(DWORD id) {
         std::vector<Recorded> out;
-        const int32_t count = m_count(id);
+        const int32_t count = m_api.count(id);
         for (int32_t i = 0; i < count; ++i) {
             Recorded r{};
-            const int32_t length = m_get(id, static_cast<std::uint32_t>(i), &r.kind, &r.timeMs, nullptr, 0);
+            const int32_t length = m_api.report(id, static_cast<std::uint32_t>(i), &r.kind, &r.timeMs, nullptr, 0);
             r.bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-            m_get(id, static_cast<std::uint32_t>(i), nullptr, nullptr, r.bytes.data(),
+            m_api.report(id, static_cast<std::uint32_t>(i), nullptr, nullptr, r.bytes.data(),
                   static_cast<std::uint32_t>(r.bytes.size()));
             out.push_back(std::move(r));
         }
@@ -98,21 +85,8 @@ public:
     }
 
 private:
-    template <typename Fn>
-    Fn Export(const char* name) {
-        return reinterpret_cast<Fn>(m_module.Symbol(name));
-    }
-
     DriverModule m_module;
-    decltype(&FfdrvVirtualPlug) m_plug = nullptr;
-    decltype(&FfdrvVirtualUnplug) m_unplug = nullptr;
-    decltype(&FfdrvVirtualReportCount) m_count = nullptr;
-    decltype(&FfdrvVirtualGetReport) m_get = nullptr;
-    decltype(&FfdrvVirtualClearReports) m_clear = nullptr;
-    decltype(&FfdrvVirtualClockUseVirtual) m_useVirtual = nullptr;
-    decltype(&FfdrvVirtualClockUseReal) m_useReal = nullptr;
-    decltype(&FfdrvVirtualClockAdvance) m_advance = nullptr;
-    decltype(&FfdrvVirtualClockNow) m_now = nullptr;
+    VirtualApi m_api{m_module};
 };
 
 FfdrvVirtualDevice StickOf(Model model, std::uint16_t outputLength) {

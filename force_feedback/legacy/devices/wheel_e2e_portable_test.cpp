@@ -21,6 +21,7 @@
 #include "force_feedback/legacy/driver/joy_force_api.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 #include "platform/muldiv.h"
 
@@ -71,28 +72,13 @@ struct Recorded {
 
 class WheelEndToEndTest : public ::testing::TestWithParam<WheelCase> {
 protected:
-    template <typename Fn>
-    Fn Export(const char* name) {
-        return reinterpret_cast<Fn>(m_module.Symbol(name));
-    }
-
     void SetUp() override {
         ASSERT_TRUE(m_module.Loaded()) << m_module.Error();
-        m_plug = Export<decltype(&FfdrvVirtualPlug)>("FfdrvVirtualPlug");
-        m_unplug = Export<decltype(&FfdrvVirtualUnplug)>("FfdrvVirtualUnplug");
-        m_count = Export<decltype(&FfdrvVirtualReportCount)>("FfdrvVirtualReportCount");
-        m_get = Export<decltype(&FfdrvVirtualGetReport)>("FfdrvVirtualGetReport");
-        m_setInput = Export<decltype(&FfdrvVirtualSetInput)>("FfdrvVirtualSetInput");
-        m_advance = Export<decltype(&FfdrvVirtualClockAdvance)>("FfdrvVirtualClockAdvance");
-        m_now = Export<decltype(&FfdrvVirtualClockNow)>("FfdrvVirtualClockNow");
-        auto useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>("FfdrvVirtualClockUseVirtual");
-        m_useReal = Export<decltype(&FfdrvVirtualClockUseReal)>("FfdrvVirtualClockUseReal");
-        ASSERT_TRUE(m_plug && m_unplug && m_count && m_get && m_setInput && m_advance && m_now && useVirtual &&
-                    m_useReal);
-        ASSERT_EQ(useVirtual(90000), FFDRV_VIRTUAL_OK);
+        ASSERT_TRUE(m_api.Complete());
+        ASSERT_EQ(m_api.useVirtual(90000), FFDRV_VIRTUAL_OK);
         FfdrvVirtualDevice wheel = VirtualWheel(kJoystick);
         wheel.productId = Product(GetParam().model).productId;
-        ASSERT_EQ(m_plug(&wheel), FFDRV_VIRTUAL_OK);
+        ASSERT_EQ(m_api.plug(&wheel), FFDRV_VIRTUAL_OK);
         m_driver = m_module.CreateDriver(GetParam().classIndex);
         ASSERT_NE(m_driver, nullptr);
         ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
@@ -101,19 +87,21 @@ protected:
 
     void TearDown() override {
         if (m_driver) m_driver->Release();
-        if (m_unplug) m_unplug(kJoystick);
-        if (m_useReal) m_useReal();
+        if (m_api.Complete()) {
+            m_api.unplug(kJoystick);
+            m_api.useReal();
+        }
     }
 
-    void Advance(std::uint32_t ms) { ASSERT_EQ(m_advance(ms), FFDRV_VIRTUAL_OK); }
+    void Advance(std::uint32_t ms) { ASSERT_EQ(m_api.advance(ms), FFDRV_VIRTUAL_OK); }
     void Close() { ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK); }
 
     std::vector<Recorded> Reports() {
         std::vector<Recorded> out;
-        for (std::int32_t i = 0; i < m_count(kJoystick); ++i) {
+        for (std::int32_t i = 0; i < m_api.count(kJoystick); ++i) {
             Recorded r{};
             Bytes bytes(kReportLength + 8, 0);
-            const std::int32_t n = m_get(kJoystick, static_cast<std::uint32_t>(i), nullptr, &r.timeMs, bytes.data(),
+            const std::int32_t n = m_api.report(kJoystick, static_cast<std::uint32_t>(i), nullptr, &r.timeMs, bytes.data(),
                                          static_cast<std::uint32_t>(bytes.size()));
             bytes.resize(static_cast<std::size_t>(std::max(n, 0)));
             r.bytes = std::move(bytes);
@@ -141,14 +129,7 @@ protected:
     static constexpr std::uint32_t kJoystick = 3;
     DriverModule m_module;
     IDirectInputEffectDriver* m_driver = nullptr;
-    decltype(&FfdrvVirtualPlug) m_plug = nullptr;
-    decltype(&FfdrvVirtualUnplug) m_unplug = nullptr;
-    decltype(&FfdrvVirtualReportCount) m_count = nullptr;
-    decltype(&FfdrvVirtualGetReport) m_get = nullptr;
-    decltype(&FfdrvVirtualSetInput) m_setInput = nullptr;
-    decltype(&FfdrvVirtualClockAdvance) m_advance = nullptr;
-    decltype(&FfdrvVirtualClockNow) m_now = nullptr;
-    decltype(&FfdrvVirtualClockUseReal) m_useReal = nullptr;
+    VirtualApi m_api{m_module};
 };
 
 TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseReports) {
@@ -157,7 +138,7 @@ TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseRe
     block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1}).DurationMs(100);
     const DWORD handle = Download(block, kEffectConstant);
     ASSERT_EQ(handle, 1u);
-    const std::uint32_t startedAt = m_now();
+    const std::uint32_t startedAt = m_api.now();
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
     Advance(200);
     Close();
@@ -204,7 +185,7 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
         // Held at the far right (raw 1023 of 0..512..1023) the host spring
         // gives its full 127: d = MulDiv(511, 10000, 513) = 9961, four times
         // that is past the 10000 saturation.
-        ASSERT_EQ(m_setInput(kJoystick, 1023, 512, 0), FFDRV_VIRTUAL_OK);
+        ASSERT_EQ(m_api.setInput(kJoystick, 1023, 512, 0), FFDRV_VIRTUAL_OK);
         Advance(4 * kPassMs);
         const auto reports = Reports();
         ASSERT_GT(reports.size(), before);

@@ -25,6 +25,7 @@
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
@@ -91,38 +92,6 @@ int DriverClassOf(Model model) {
     }
     return -1;
 }
-
-template <typename Fn>
-Fn Export(const DriverModule& module, const char* name) {
-    return reinterpret_cast<Fn>(module.Symbol(name));
-}
-
-// The library's virtual-device and clock exports.
-struct VirtualApi {
-    explicit VirtualApi(const DriverModule& m)
-        : plug(Export<decltype(&FfdrvVirtualPlug)>(m, "FfdrvVirtualPlug")),
-          unplug(Export<decltype(&FfdrvVirtualUnplug)>(m, "FfdrvVirtualUnplug")),
-          count(Export<decltype(&FfdrvVirtualReportCount)>(m, "FfdrvVirtualReportCount")),
-          report(Export<decltype(&FfdrvVirtualGetReport)>(m, "FfdrvVirtualGetReport")),
-          useVirtual(Export<decltype(&FfdrvVirtualClockUseVirtual)>(m, "FfdrvVirtualClockUseVirtual")),
-          useReal(Export<decltype(&FfdrvVirtualClockUseReal)>(m, "FfdrvVirtualClockUseReal")),
-          advance(Export<decltype(&FfdrvVirtualClockAdvance)>(m, "FfdrvVirtualClockAdvance")),
-          now(Export<decltype(&FfdrvVirtualClockNow)>(m, "FfdrvVirtualClockNow")),
-          clear(Export<decltype(&FfdrvVirtualClearReports)>(m, "FfdrvVirtualClearReports")) {}
-    bool Complete() const {
-        return plug && unplug && count && report && useVirtual && useReal && advance && now && clear;
-    }
-
-    decltype(&FfdrvVirtualPlug) plug;
-    decltype(&FfdrvVirtualUnplug) unplug;
-    decltype(&FfdrvVirtualReportCount) count;
-    decltype(&FfdrvVirtualGetReport) report;
-    decltype(&FfdrvVirtualClockUseVirtual) useVirtual;
-    decltype(&FfdrvVirtualClockUseReal) useReal;
-    decltype(&FfdrvVirtualClockAdvance) advance;
-    decltype(&FfdrvVirtualClockNow) now;
-    decltype(&FfdrvVirtualClearReports) clear;
-};
 
 struct Sent {
     std::uint32_t timeMs;
