@@ -76,6 +76,11 @@ HRESULT GetDeviceSetting(SettingFinder find, const CGlobalData* settings, SVJOYF
     return S_OK;
 }
 
+CenteringChoice CurrentCentering(const CGlobalData* settings) {
+    if (settings == nullptr) return {kStrengthDefault, 1};
+    return {settings->GetCenteringSpring(), settings->GetPersistentCenteringSpring()};
+}
+
 HRESULT QueueCentering(CSimThread* thread, CGlobalData* settings, DWORD deviceState,
                        const CenteringProtocol& protocol, DWORD strength) {
     if (thread == nullptr) return E_HANDLE;

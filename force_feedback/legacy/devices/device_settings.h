@@ -31,6 +31,14 @@ HRESULT SetDeviceSetting(SettingFinder find, CGlobalData* settings, const SVJOYF
 // E_POINTER for a null record, E_INVALIDARG for an unknown index.
 HRESULT GetDeviceSetting(SettingFinder find, const CGlobalData* settings, SVJOYFORCEPARAM* param);
 
+// The centering strength and enabled flag the settings ask for now; the
+// family defaults (full strength, enabled) without settings.
+struct CenteringChoice {
+    DWORD strength;
+    DWORD enabled;
+};
+CenteringChoice CurrentCentering(const CGlobalData* settings);
+
 // ApplyCenteringSettings of the wheels and wheel-like joysticks once the
 // protocol is chosen: queues the centering parameters and the on or off
 // command on `thread` (a full queue drops them) and stores the applied

@@ -6,26 +6,7 @@
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
 
-CVJoystickDevice::~CVJoystickDevice() { StopThread(); }
-
-void CVJoystickDevice::StopThread() {
-    if (!m_thread) return;
-    {
-        // Effects the thread renders must not call into it once it is gone;
-        // native conditions keep their link to finish their stop commands.
-        std::lock_guard lock(Mutex());
-        for (DWORD i = 0; i < kEffectSlots; ++i) {
-            CEffect* e = GetEffect(i);
-            if (e != nullptr && e->IsSimulated()) e->SetSimThread(nullptr);
-        }
-    }
-    m_thread->End();
-    std::lock_guard lock(Mutex());
-    for (DWORD i = 0; i < kEffectSlots; ++i) {
-        if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
-    }
-    m_thread.reset();
-}
+CVJoystickDevice::~CVJoystickDevice() { m_thread.Stop(*this); }
 
 HRESULT CVJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(m_effects, dwEffectId, pdwEffect, peff, dwFlags);
@@ -38,36 +19,27 @@ HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceS
 HRESULT CVJoystickDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    auto thread = std::make_unique<CJoystickSimThread>(this);
-    if (thread->Begin() != 0) return E_FAIL;
-    m_thread = std::move(thread);
-    return S_OK;
+    return m_thread.Start(*this, std::make_unique<CJoystickSimThread>(this));
 }
 
 HRESULT CVJoystickDevice::Close() {
-    StopThread();
+    m_thread.Stop(*this);
     return S_OK;
-}
-
-HRESULT CVJoystickDevice::ApplyCurrentCentering() {
-    const CGlobalData* s = GetGlobalData();
-    const DWORD strength = s != nullptr ? s->GetCenteringSpring() : kFullGain;
-    const DWORD enabled = s != nullptr ? s->GetPersistentCenteringSpring() : 0;
-    return ApplyCenteringSettings(strength, enabled);
 }
 
 HRESULT CVJoystickDevice::RefreshSettings() {
     if (!m_thread) return S_OK;
-    ApplyCurrentCentering();
+    const CenteringChoice centering = CurrentCentering(GetGlobalData());
+    ApplyCenteringSettings(centering.strength, centering.enabled);
     if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
     return S_OK;
 }
 
 HRESULT CVJoystickDevice::UpdateDevice() {
     if (!m_thread) return S_OK;
-    ApplyCurrentCentering();
-    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
-    else m_thread->Resume();
+    const CenteringChoice centering = CurrentCentering(GetGlobalData());
+    ApplyCenteringSettings(centering.strength, centering.enabled);
+    m_thread.FollowPauseState(DeviceState());
     return S_OK;
 }
 

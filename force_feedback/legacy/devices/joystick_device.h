@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/devices/wheel_centering.h"
 #include "force_feedback/legacy/product_config.h"
@@ -43,11 +44,8 @@ protected:
     HRESULT ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength);
 
 private:
-    void StopThread();
-    HRESULT ApplyCurrentCentering();
-
     EffectFamily m_effects;
-    std::unique_ptr<CJoystickSimThread> m_thread;
+    SimThreadOwner<CJoystickSimThread> m_thread;
 };
 
 class CVHiResJoystickDevice : public CVJoystickDevice {

@@ -9,7 +9,7 @@
 
 CVKarvonaStyleJoystickDevice::~CVKarvonaStyleJoystickDevice() {
     SendReleaseReport();
-    StopThread();
+    m_thread.Stop(*this);
 }
 
 void CVKarvonaStyleJoystickDevice::SendReleaseReport() {
@@ -19,18 +19,6 @@ void CVKarvonaStyleJoystickDevice::SendReleaseReport() {
     // A stick that is gone cannot be released; nothing else to do then.
     platform::hid::SetFeature(file, karvona::kReleaseFeatureReport.data(),
                               static_cast<ULONG>(karvona::kReleaseFeatureReport.size()));
-}
-
-void CVKarvonaStyleJoystickDevice::StopThread() {
-    if (!m_thread) return;
-    m_thread->End();
-    // The conditions write into the thread's report; they must not outlive
-    // their link to it.
-    std::lock_guard lock(Mutex());
-    for (DWORD i = 0; i < kEffectSlots; ++i) {
-        if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
-    }
-    m_thread.reset();
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff,
@@ -49,23 +37,18 @@ HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
 HRESULT CVKarvonaStyleJoystickDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    auto thread = std::make_unique<CKarvonaSimThread>(this);
-    if (thread->Begin() != 0) return E_FAIL;
-    m_thread = std::move(thread);
-    return S_OK;
+    return m_thread.Start(*this, std::make_unique<CKarvonaSimThread>(this));
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::Close() {
     SendReleaseReport();
-    StopThread();
+    m_thread.Stop(*this);
     return S_OK;
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::ApplyCurrentCentering() {
-    const CGlobalData* s = GetGlobalData();
-    const DWORD strength = s != nullptr ? s->GetCenteringSpring() : kFullGain;
-    const DWORD enabled = s != nullptr ? s->GetPersistentCenteringSpring() : 0;
-    return ApplyCenteringSettings(strength, enabled);
+    const CenteringChoice centering = CurrentCentering(GetGlobalData());
+    return ApplyCenteringSettings(centering.strength, centering.enabled);
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::RefreshSettings() {
@@ -81,8 +64,7 @@ HRESULT CVKarvonaStyleJoystickDevice::RefreshSettings() {
 HRESULT CVKarvonaStyleJoystickDevice::UpdateDevice() {
     if (!m_thread) return S_OK;
     ApplyCurrentCentering();
-    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
-    else m_thread->Resume();
+    m_thread.FollowPauseState(DeviceState());
     return S_OK;
 }
 

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/sim/karvona_sim_thread.h"
 
@@ -41,10 +42,9 @@ protected:
 
 private:
     void SendReleaseReport();
-    void StopThread();
     HRESULT ApplyCurrentCentering();
 
-    std::unique_ptr<CKarvonaSimThread> m_thread;
+    SimThreadOwner<CKarvonaSimThread> m_thread;
 };
 
 class CVKarvonaJoystickDevice : public CVKarvonaStyleJoystickDevice {

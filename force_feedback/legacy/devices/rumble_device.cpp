@@ -8,21 +8,7 @@
 
 CVRumbleDevice::CVRumbleDevice(Model model) { BindSettings(CreateModelGlobalData(model), ModelDeviceId(model)); }
 
-CVRumbleDevice::~CVRumbleDevice() { StopThread(); }
-
-void CVRumbleDevice::StopThread() {
-    if (!m_thread) return;
-    m_thread->End();
-    {
-        // Every pad effect is simulated, so none has hardware to give back;
-        // they only lose the host that is about to go.
-        std::lock_guard lock(Mutex());
-        for (DWORD i = 0; i < kEffectSlots; ++i) {
-            if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
-        }
-    }
-    m_thread.reset();
-}
+CVRumbleDevice::~CVRumbleDevice() { m_thread.Stop(*this); }
 
 HRESULT CVRumbleDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(EffectFamily::kRumble, dwEffectId, pdwEffect, peff, dwFlags);
@@ -39,21 +25,16 @@ HRESULT CVRumbleDevice::GetSetting(SVJOYFORCEPARAM* param) {
 HRESULT CVRumbleDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    std::unique_ptr<CRumbleSimThread> thread = NewSimThread();
-    if (!thread || thread->Begin() != 0) return E_FAIL;
-    m_thread = std::move(thread);
-    return S_OK;
+    return m_thread.Start(*this, NewSimThread());
 }
 
 HRESULT CVRumbleDevice::Close() {
-    StopThread();
+    m_thread.Stop(*this);
     return S_OK;
 }
 
 HRESULT CVRumbleDevice::UpdateDevice() {
-    if (!m_thread) return S_OK;
-    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
-    else m_thread->Resume();
+    m_thread.FollowPauseState(DeviceState());
     return S_OK;
 }
 

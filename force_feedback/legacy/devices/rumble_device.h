@@ -12,6 +12,7 @@
 
 #include <memory>
 
+#include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/product_config.h"
 #include "force_feedback/legacy/sim/rumble_sim_thread.h"
@@ -53,9 +54,7 @@ protected:
     void AttachEffect(CEffect* effect) override;
 
 private:
-    void StopThread();
-
-    std::unique_ptr<CRumbleSimThread> m_thread;
+    SimThreadOwner<CRumbleSimThread> m_thread;
     // Carried by every pad device; no operation of the family reads it.
     [[maybe_unused]] DWORD m_padWord = 0;
 };

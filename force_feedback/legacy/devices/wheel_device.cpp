@@ -34,7 +34,7 @@ CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
     BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
 }
 
-CVWheelDevice::~CVWheelDevice() { StopThread(); }
+CVWheelDevice::~CVWheelDevice() { m_thread.Stop(*this); }
 
 EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
@@ -58,21 +58,13 @@ void CVWheelDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_threa
 HRESULT CVWheelDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    StopThread();  // a second open starts afresh
     auto thread = std::make_unique<CWheelSimThread>(this);
     if (m_row.modeReports) {
         std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
         BuildWheelModeReport(/*open=*/true, report.data(), static_cast<unsigned>(report.size()));
         thread->SetPriorityReport(std::move(report));
     }
-    if (thread->Begin() != 0) return E_FAIL;
-    std::lock_guard lock(Mutex());
-    m_thread = std::move(thread);
-    // Effects downloaded before the open get the thread now.
-    for (DWORD i = 0; i < kEffectSlots; ++i) {
-        if (CEffect* e = GetEffect(i)) e->SetSimThread(m_thread.get());
-    }
-    return S_OK;
+    return m_thread.Start(*this, std::move(thread));
 }
 
 HRESULT CVWheelDevice::Close() {
@@ -81,41 +73,26 @@ HRESULT CVWheelDevice::Close() {
         BuildWheelModeReport(/*open=*/false, report.data(), static_cast<unsigned>(report.size()));
         m_thread->SetPriorityReport(std::move(report));
     }
-    StopThread();
+    m_thread.Stop(*this);
     return S_OK;
 }
 
-void CVWheelDevice::StopThread() {
-    if (!m_thread) return;
-    {
-        // Every effect lets go of the thread, native ones included: an effect
-        // left attached would point at a deleted thread.
-        std::lock_guard lock(Mutex());
-        for (DWORD i = 0; i < kEffectSlots; ++i) {
-            if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
-        }
-    }
-    m_thread->End();
-    std::lock_guard lock(Mutex());
-    m_thread.reset();
+HRESULT CVWheelDevice::ApplyCurrentCentering() {
+    const CenteringChoice centering = CurrentCentering(GetGlobalData());
+    return ApplyCenteringSettings(centering.strength, centering.enabled);
 }
 
 HRESULT CVWheelDevice::UpdateDevice() {
     if (!m_thread) return S_OK;
-    CGlobalData* s = GetGlobalData();
-    ApplyCenteringSettings(s ? s->GetCenteringSpring() : kStrengthDefault,
-                           s ? s->GetPersistentCenteringSpring() : 1);
-    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
-    else m_thread->Resume();
+    ApplyCurrentCentering();
+    m_thread.FollowPauseState(DeviceState());
     return S_OK;
 }
 
 HRESULT CVWheelDevice::RefreshSettings() {
     if (!m_thread) return S_OK;
-    CGlobalData* s = GetGlobalData();
-    ApplyCenteringSettings(s ? s->GetCenteringSpring() : kStrengthDefault,
-                           s ? s->GetPersistentCenteringSpring() : 1);
-    if (s) m_settingsStamp = s->GetChangeStamp();
+    ApplyCurrentCentering();
+    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
     return S_OK;
 }
 

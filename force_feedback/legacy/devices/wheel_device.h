@@ -17,12 +17,13 @@
 #include <vector>
 
 #include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/devices/wheel_centering.h"
 #include "force_feedback/legacy/devices/wheel_indicator.h"
 #include "force_feedback/legacy/devices/wheel_settings.h"
+#include "force_feedback/legacy/sim/wheel_sim_thread.h"
 
-class CWheelSimThread;
 
 // ApplyCenteringSettings without a simulation thread (E_HANDLE).
 inline constexpr HRESULT kNoThreadResult = static_cast<HRESULT>(0x80070006);
@@ -63,11 +64,11 @@ protected:
     void AttachEffect(CEffect* effect) override;
     HRESULT ApplyCentering(const CenteringProtocol& protocol, DWORD strength);
 
-    std::unique_ptr<CWheelSimThread> m_thread;
+    SimThreadOwner<CWheelSimThread> m_thread;
 
 private:
     EffectFamily EffectFamilyOfDevice() const;
-    void StopThread();
+    HRESULT ApplyCurrentCentering();
 
     const FamilyRow& m_row;
 };

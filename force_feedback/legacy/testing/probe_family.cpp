@@ -23,19 +23,7 @@ CVProbeDevice::CVProbeDevice(Model model, DWORD settingsId) {
     if (settingsId != 0) BindSettings(CreateModelGlobalData(model), settingsId);
 }
 
-CVProbeDevice::~CVProbeDevice() { StopThread(); }
-
-void CVProbeDevice::StopThread() {
-    if (!m_thread) return;
-    {
-        std::lock_guard lock(Mutex());
-        for (DWORD i = 0; i < kEffectSlots; ++i) {
-            if (CEffect* e = GetEffect(i)) e->SetSimThread(nullptr);
-        }
-    }
-    m_thread->End();
-    m_thread.reset();
-}
+CVProbeDevice::~CVProbeDevice() { m_thread.Stop(*this); }
 
 HRESULT CVProbeDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(EffectFamily::kLowResWheel, dwEffectId, pdwEffect, peff, dwFlags);
@@ -44,22 +32,17 @@ HRESULT CVProbeDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDI
 HRESULT CVProbeDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    auto thread = std::make_unique<CProbeSimThread>(this);
-    if (thread->Begin() != 0) return E_FAIL;
-    m_thread = std::move(thread);
-    return S_OK;
+    return m_thread.Start(*this, std::make_unique<CProbeSimThread>(this));
 }
 
 HRESULT CVProbeDevice::Close() {
-    StopThread();
+    m_thread.Stop(*this);
     return S_OK;
 }
 
 HRESULT CVProbeDevice::UpdateDevice() {
     // Runs under the device mutex.
-    if (!m_thread) return S_OK;
-    if (DeviceState() & DIGFFS_PAUSED) m_thread->Pause();
-    else m_thread->Resume();
+    m_thread.FollowPauseState(DeviceState());
     return S_OK;
 }
 

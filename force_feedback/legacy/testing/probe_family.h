@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "force_feedback/legacy/devices/device_catalog.h"
+#include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/product_config.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
@@ -57,8 +58,7 @@ protected:
     void AttachEffect(CEffect* effect) override;
 
 private:
-    void StopThread();
-    std::unique_ptr<CProbeSimThread> m_thread;
+    SimThreadOwner<CProbeSimThread> m_thread;
 };
 
 // Installs a maker that builds probe devices with settings (unique IDs) for
