@@ -44,8 +44,10 @@ std::string Axes(const Frame& f) {
              "</text>\n";
     for (int i = 0; i <= 5; ++i) {
         const double t = f.t0 + (f.t1 - f.t0) * i / 5;
-        s += "<text x=\"" + Num(f.X(t)) + "\" y=\"" + Num(kHeight - kBottom + 16) + "\" text-anchor=\"middle\">" +
-             Num(t) + " ms</text>\n";
+        // The last label ends at the frame's edge so it stays inside the image.
+        const char* anchor = i == 5 ? "end" : "middle";
+        s += "<text x=\"" + Num(f.X(t)) + "\" y=\"" + Num(kHeight - kBottom + 16) + "\" text-anchor=\"" + anchor +
+             "\">" + Num(t) + " ms</text>\n";
     }
     return s;
 }
