@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "devio/Source/Virtual/virtual_rap_api.h"
@@ -153,6 +155,31 @@ TEST_F(PrazenBridgeEndToEnd, RapWheelArrivingLaterIsBoundAndReached) {
     BYTE out[2] = {0xEE, 0xEE};
     EXPECT_EQ(ReadBytes(out), S_FALSE);  // nothing bound yet
     EXPECT_EQ(out[0], 0xEE);
+    PlugRapWheel();
+    WaitForBinding(1);
+    ExpectCommandReachesWheel(0);
+    ExpectValueRead();
+}
+
+// The removal arrives on the bridge thread; the escape answers from the
+// table, so it is polled until the bridge has let go (the guard only stops
+// a hang).
+TEST_F(PrazenBridgeEndToEnd, RapWheelLeavingIsUnboundAndBoundAgainWhenItReturns) {
+    PlugRapWheel();
+    OpenWheel();
+    WaitForBinding(1);
+    ExpectCommandReachesWheel(0);
+    ExpectValueRead();
+    ASSERT_EQ(m_rapUnplug(m_rapHandle), FFDRV_VIRTUAL_OK);
+    m_rapHandle = 0;
+    BYTE out[2] = {0xEE, 0xEE};
+    const auto guard = std::chrono::steady_clock::now() + std::chrono::milliseconds(kGuardMs);
+    HRESULT hr = S_OK;
+    while ((hr = ReadBytes(out)) == S_OK && std::chrono::steady_clock::now() < guard) std::this_thread::yield();
+    EXPECT_EQ(hr, S_FALSE) << "the wheel that left is still bound";
+    // A send to a wheel that is gone is taken and goes nowhere.
+    EXPECT_EQ(SendFloats(/*selector=*/0x2A, {1.0f}), S_OK);
+
     PlugRapWheel();
     WaitForBinding(1);
     ExpectCommandReachesWheel(0);
