@@ -511,33 +511,40 @@ INSTANTIATE_TEST_SUITE_P(PolledAndStick, TriggerE2ETest, ::testing::Values(kFero
 // the knee and maps it through the curve built at the default combined gain
 // 10000: p = 1 / (1 + 3 * 1000 / 6000) = 2/3, entry 51 =
 // trunc((51/127)^(2/3) * 127 + 0.5) = 69.
-// Unfinished: SetGain and the pause/continue commands also re-send the
-// centring commands (0xFE 0x0D ..., 0xF5), which these expectations do not
-// list yet because the sequence has not been worked out from the centring
-// rules. Disabled until it is.
-TEST_F(StickEffectsTest, DISABLED_FerollaGainScalesAndMapsTheForce) {
+// Every gain, pause and continue also refreshes the centring (the stick's
+// defaults at full strength; the game keeps it off: 0xF5), and a reset
+// switches the actuators off, which turns the stick's own centring on
+// (0xF4). Each call comes while the thread rests between passes, so its
+// next pass sends the changed force first and the queued commands after.
+
+std::vector<BYTE> FerollaCentring() { return Output(kStickLength, 0, {0xFE, 0x0D, 10, 10, 100, 0x00, 0x00}); }
+std::vector<BYTE> StickCommand(BYTE command) { return Output(kStickLength, 0, {command}); }
+
+TEST_F(StickEffectsTest, FerollaGainScalesAndMapsTheForce) {
     ReadySession session(*s_lib, kFerolla);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     block.Params(DICONSTANTFORCE{4000}).Cartesian({kAxisX}, {1});
     session.Download(kEffectConstant, block);
-    session.Advance(3 * kPassMs);
+    session.Advance(6 * kPassMs);
     ASSERT_EQ(session->SetGain(kJoystick, 4500), S_OK);
-    session.Advance(3 * kPassMs);
+    session.Advance(6 * kPassMs);
     ASSERT_EQ(session->SetGain(kJoystick, 10000), S_OK);
-    session.Advance(3 * kPassMs);
-    ExpectReports(session.Take(), {{kOutput, StickForce(51, 0)}, {kOutput, StickForce(26, 0)}, {kOutput, StickForce(69, 0)}});
+    session.Advance(6 * kPassMs);
+    ExpectReports(session.Take(), {{kOutput, StickForce(51, 0)},
+                                   {kOutput, StickForce(26, 0)},
+                                   {kOutput, FerollaCentring()},
+                                   {kOutput, StickCommand(0xF5)},
+                                   {kOutput, StickForce(69, 0)},
+                                   {kOutput, FerollaCentring()},
+                                   {kOutput, StickCommand(0xF5)}});
 }
 
-// Pause holds the loop: nothing is sent while paused, and the effect's time
-// runs on, so an 80 ms force paused after 24 ms ends at the first pass after
-// continue. Reset deletes everything: the force goes off and the stick's own
-// centring returns (0xFE 0x0D 10 10 100 0 0, then 0xF4).
-// Unfinished: SetGain and the pause/continue commands also re-send the
-// centring commands (0xFE 0x0D ..., 0xF5), which these expectations do not
-// list yet because the sequence has not been worked out from the centring
-// rules. Disabled until it is.
-TEST_F(StickEffectsTest, DISABLED_FerollaPauseContinueAndReset) {
+// Pause holds the loop: nothing is sent while paused, the centring queued
+// by the pause included, and the effect's time runs on, so an 80 ms force
+// paused after 24 ms is over at the first pass after the continue. Reset
+// deletes every effect: the force goes off and the stick centres itself.
+TEST_F(StickEffectsTest, FerollaPauseContinueAndReset) {
     ReadySession session(*s_lib, kFerolla);
     ASSERT_TRUE(session.Ready());
     EffectBlock finite;
@@ -552,14 +559,18 @@ TEST_F(StickEffectsTest, DISABLED_FerollaPauseContinueAndReset) {
     }
     const std::uint32_t continuedAt = s_lib->Now();
     ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
-    session.Advance(3 * kPassMs);
+    session.Advance(8 * kPassMs);
     DWORD status = 1;
     ASSERT_EQ(session->GetEffectStatus(kJoystick, handle, &status), S_OK);
     EXPECT_EQ(status, 0u);
     {
         SCOPED_TRACE("continued");
         const auto got = session.Take();
-        ExpectReports(got, {{kOutput, StickForce(0, 0)}});
+        ExpectReports(got, {{kOutput, StickForce(0, 0)},
+                            {kOutput, FerollaCentring()},
+                            {kOutput, StickCommand(0xF5)},
+                            {kOutput, FerollaCentring()},
+                            {kOutput, StickCommand(0xF5)}});
         if (!got.empty()) {
             EXPECT_LE(got[0].timeMs - continuedAt, 2 * kPassMs);
         }
@@ -567,15 +578,15 @@ TEST_F(StickEffectsTest, DISABLED_FerollaPauseContinueAndReset) {
     EffectBlock endless;
     endless.Params(DICONSTANTFORCE{-4000}).Cartesian({kAxisX}, {1});
     const DWORD second = session.Download(kEffectConstant, endless);
-    session.Advance(3 * kPassMs);
+    session.Advance(6 * kPassMs);
     ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
-    session.Advance(3 * kPassMs);
+    session.Advance(6 * kPassMs);
     EXPECT_EQ(session->StartEffect(kJoystick, second, 1, 0), E_INVALIDARG);
     SCOPED_TRACE("reset");
     ExpectReports(session.Take(), {{kOutput, StickForce(-51, 0)},
                                    {kOutput, StickForce(0, 0)},
-                                   {kOutput, Output(kStickLength, 0, {0xFE, 0x0D, 10, 10, 100, 0x00, 0x00})},
-                                   {kOutput, Output(kStickLength, 0, {0xF4})}});
+                                   {kOutput, FerollaCentring()},
+                                   {kOutput, StickCommand(0xF4)}});
 }
 
 }  // namespace
