@@ -357,18 +357,18 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 // Four springs on X with loads 50, 80, 80, 20 (a spring of coefficient k
-// both ways and full saturation has load k / 100): the three highest get the
-// hardware and send, the 80s first in slot order, then the 50; the 20 stays
-// silent until a slot frees. A stopped spring stops its axis once; the
-// others, already sent, are not repeated.
+// both ways and full saturation has load k / 100). The stick has one
+// condition unit: the highest load holds it (of equal loads the earlier)
+// and writes both axes, clearing Y; the others wait. A stopped holder stops
+// its axis once and the next highest takes over.
 class SlotSharingE2ETest : public StickEffectsTest, public ::testing::WithParamInterface<StickModel> {};
 
-TEST_P(SlotSharingE2ETest, HighestLoadsHoldTheSlotsAndTheNextMovesUp) {
+TEST_P(SlotSharingE2ETest, HighestLoadHoldsTheConditionUnitAndTheNextTakesOver) {
     const bool high = GetParam().model == Model::Ferolla;
     const BYTE type = high ? 0x0B : 0x01;
     // Both nibbles: 5000 -> 7.5 -> 8 / 3.5 -> 4; 8000 -> 12 / 5.6 -> 6;
     // 2000 -> 3 / 1.4 -> 1.
-    const BYTE k50 = high ? 0x88 : 0x44, k80 = high ? 0xCC : 0x66, k20 = high ? 0x33 : 0x11;
+    const BYTE k50 = high ? 0x88 : 0x44, k80 = high ? 0xCC : 0x66;
     ReadySession session(*s_lib, GetParam());
     ASSERT_TRUE(session.Ready());
     DWORD handles[4] = {};
@@ -379,30 +379,29 @@ TEST_P(SlotSharingE2ETest, HighestLoadsHoldTheSlotsAndTheNextMovesUp) {
             {DICONDITION{0, coefficients[i], coefficients[i], 10000, 10000, 0}});
         handles[i] = session.Download(kEffectSpring, block);
     }
-    session.Advance(10 * kPassMs);  // six paced writes in one pass
-    const auto pair = [type](BYTE k) {
+    session.Advance(6 * kPassMs);
+    const auto holds = [type](BYTE k) {
         return std::vector<Command>{{0x21, type, 0x80, 0x80, k, 0x00, 0xFF}, {0x83, type, 0x80, 0x80, k, 0x00, 0xFF}};
     };
-    std::vector<Command> want;
-    for (BYTE k : {k80, k80, k50}) {
-        for (const Command& c : pair(k)) want.push_back(c);
-    }
+    const auto stops = [type](BYTE k) { return Command{0x23, type, 0x80, 0x80, k, 0x00, 0xFF}; };
     {
-        SCOPED_TRACE("three of four play");
-        ExpectReports(session.Take(), Commands(want));
+        SCOPED_TRACE("the first 80 holds");
+        ExpectReports(session.Take(), Commands(holds(k80)));
     }
     ASSERT_EQ(session->StopEffect(kJoystick, handles[1]), S_OK);
-    session.Advance(5 * kPassMs);
-    want = {{0x23, type, 0x80, 0x80, k80, 0x00, 0xFF}};
-    for (const Command& c : pair(k20)) want.push_back(c);
+    session.Advance(6 * kPassMs);
+    std::vector<Command> want = {stops(k80)};
+    for (const Command& c : holds(k80)) want.push_back(c);
     {
-        SCOPED_TRACE("the 20 takes the freed slot");
+        SCOPED_TRACE("the second 80 takes over");
         ExpectReports(session.Take(), Commands(want));
     }
     ASSERT_EQ(session->StopEffect(kJoystick, handles[2]), S_OK);
-    session.Advance(5 * kPassMs);
-    SCOPED_TRACE("nothing left waiting");
-    ExpectReports(session.Take(), Commands({{0x23, type, 0x80, 0x80, k80, 0x00, 0xFF}}));
+    session.Advance(6 * kPassMs);
+    want = {stops(k80)};
+    for (const Command& c : holds(k50)) want.push_back(c);
+    SCOPED_TRACE("then the 50");
+    ExpectReports(session.Take(), Commands(want));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothResolutions, SlotSharingE2ETest, ::testing::Values(kFerolla, kOskra),

@@ -57,6 +57,12 @@ void CPolledInputSimThread::StartInputRead() {
 CJoystickSimThread::CJoystickSimThread(CVDevice* device)
     : CPolledInputSimThread(device), m_report(std::max(OutputReportLength(), 1u), 0) {}
 
+void CJoystickSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load, LONG* remembered,
+                                            const SimTick& tick) {
+    if (p != 0) return;
+    CSimThread::AssignHardwareSlot(p, newSlot, load, remembered, tick);
+}
+
 void CJoystickSimThread::ReportStep(LONG x, LONG y) {
     ByteRange range;
     GetDevice()->GetDeviceByteRange(&range.lowest, &range.highest);

@@ -60,6 +60,10 @@ public:
 
 protected:
     void ReportStep(LONG x, LONG y) override;
+    // The stick has one condition unit, addressed by axis: a holder writes
+    // both axes (clearing the one it does not use), so a second holder would
+    // overwrite the first. Only the highest load holds it; the others wait.
+    void AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load, LONG* remembered, const SimTick& tick) override;
 
 private:
     std::vector<BYTE> m_report;
