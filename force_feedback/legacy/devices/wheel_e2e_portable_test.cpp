@@ -17,19 +17,12 @@
 #include <cmath>
 #include <vector>
 
-#include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/driver/joy_force_api.h"
-#include "force_feedback/legacy/effects/effect_test_support.h"
-#include "force_feedback/legacy/testing/driver_module.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
-#include "force_feedback/legacy/testing/virtual_clock.h"
+#include "force_feedback/legacy/testing/wheel_e2e_harness.h"
 #include "platform/muldiv.h"
 
 namespace {
 
-constexpr DWORD kDirectInputVersion = 0x0800;
-constexpr std::uint32_t kPassMs = 8;
-constexpr unsigned kReportLength = 65;
+using namespace wheel_e2e;
 
 struct WheelCase {
     const char* name;
@@ -55,81 +48,11 @@ const WheelCase kWheels[] = {
     {"PrazenLegacyWheel", 18, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true},
 };
 
-using Bytes = std::vector<BYTE>;
-
-Bytes Report(std::initializer_list<BYTE> command) {
-    Bytes r(kReportLength, 0);
-    std::copy(command.begin(), command.end(), r.begin() + 1);
-    return r;
-}
-
 BYTE Clamp(int v, const WheelCase& c) { return static_cast<BYTE>(std::clamp<int>(v, c.lowest, c.highest)); }
 
-struct Recorded {
-    std::uint32_t timeMs;
-    Bytes bytes;
-};
-
-class WheelEndToEndTest : public ::testing::TestWithParam<WheelCase> {
+class WheelEndToEndTest : public WheelHarness, public ::testing::WithParamInterface<WheelCase> {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(m_module.Loaded()) << m_module.Error();
-        ASSERT_TRUE(m_api.Complete());
-        ASSERT_EQ(m_api.useVirtual(90000), FFDRV_VIRTUAL_OK);
-        FfdrvVirtualDevice wheel = VirtualWheel(kJoystick);
-        wheel.productId = Product(GetParam().model).productId;
-        ASSERT_EQ(m_api.plug(&wheel), FFDRV_VIRTUAL_OK);
-        m_driver = m_module.CreateDriver(GetParam().classIndex);
-        ASSERT_NE(m_driver, nullptr);
-        ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
-        Advance(3 * kPassMs);
-    }
-
-    void TearDown() override {
-        if (m_driver) m_driver->Release();
-        if (m_api.Complete()) {
-            m_api.unplug(kJoystick);
-            m_api.useReal();
-        }
-    }
-
-    void Advance(std::uint32_t ms) { ASSERT_EQ(m_api.advance(ms), FFDRV_VIRTUAL_OK); }
-    void Close() { ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK); }
-
-    std::vector<Recorded> Reports() {
-        std::vector<Recorded> out;
-        for (std::int32_t i = 0; i < m_api.count(kJoystick); ++i) {
-            Recorded r{};
-            Bytes bytes(kReportLength + 8, 0);
-            const std::int32_t n = m_api.report(kJoystick, static_cast<std::uint32_t>(i), nullptr, &r.timeMs, bytes.data(),
-                                         static_cast<std::uint32_t>(bytes.size()));
-            bytes.resize(static_cast<std::size_t>(std::max(n, 0)));
-            r.bytes = std::move(bytes);
-            out.push_back(std::move(r));
-        }
-        return out;
-    }
-
-    // The reports from `from` on must be exactly `expected`, in order.
-    void ExpectReports(std::size_t from, const std::vector<Bytes>& expected) {
-        const auto reports = Reports();
-        ASSERT_EQ(reports.size(), from + expected.size());
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            SCOPED_TRACE(i);
-            EXPECT_EQ(reports[from + i].bytes, expected[i]);
-        }
-    }
-
-    DWORD Download(EffectBlock& block, DWORD type) {
-        DWORD handle = 0;
-        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, type, &handle, block.Get(), kAllParams), S_OK);
-        return handle;
-    }
-
-    static constexpr std::uint32_t kJoystick = 3;
-    DriverModule m_module;
-    IDirectInputEffectDriver* m_driver = nullptr;
-    VirtualApi m_api{m_module};
+    void SetUp() override { OpenWheel(GetParam().classIndex, GetParam().model); }
 };
 
 TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseReports) {
@@ -272,22 +195,10 @@ TEST_P(WheelEndToEndTest, AFullReportQueueDropsCommandsWithoutBlocking) {
 // A settings tool changes the strengths of a running Prazen wheel through
 // ISVJoyForceAPI: the values travel through the shared settings block and
 // its change stamp, and the wheel's next pass takes them over.
-class WheelSettingsEndToEndTest : public WheelEndToEndTest {
-protected:
-    ISVJoyForceAPI* MakeApi() {
-        IClassFactory* factory = nullptr;
-        EXPECT_EQ(m_module.getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
-                  S_OK);
-        if (factory == nullptr) return nullptr;
-        ISVJoyForceAPI* api = nullptr;
-        factory->CreateInstance(nullptr, IID_ISVJoyForceAPI, reinterpret_cast<void**>(&api));
-        factory->Release();
-        return api;
-    }
-};
+class WheelSettingsEndToEndTest : public WheelEndToEndTest {};
 
 TEST_P(WheelSettingsEndToEndTest, StrengthsChangedThroughTheSettingsInterfaceReachTheRunningWheel) {
-    ISVJoyForceAPI* api = MakeApi();
+    ISVJoyForceAPI* api = MakeJoyForceApi();
     ASSERT_NE(api, nullptr);
     EffectBlock block;
     block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
