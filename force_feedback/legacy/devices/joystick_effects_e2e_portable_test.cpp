@@ -400,7 +400,21 @@ TEST_P(SlotSharingE2ETest, HighestLoadHoldsTheConditionUnitAndTheNextTakesOver) 
     session.Advance(6 * kPassMs);
     want = {stops(k80)};
     for (const Command& c : holds(k50)) want.push_back(c);
-    SCOPED_TRACE("then the 50");
+    {
+        SCOPED_TRACE("then the 50");
+        ExpectReports(session.Take(), Commands(want));
+    }
+    // An 80 back takes the unit; once it stops again the 50 sends its command
+    // anew, though it sent the same bytes before: the 80 has written the
+    // unit since.
+    ASSERT_EQ(session->StartEffect(kJoystick, handles[1], 1, 0), S_OK);
+    session.Advance(6 * kPassMs);
+    ASSERT_EQ(session->StopEffect(kJoystick, handles[1]), S_OK);
+    session.Advance(6 * kPassMs);
+    want = holds(k80);
+    want.push_back(stops(k80));
+    for (const Command& c : holds(k50)) want.push_back(c);
+    SCOPED_TRACE("the 50 again");
     ExpectReports(session.Take(), Commands(want));
 }
 

@@ -275,8 +275,9 @@ INSTANTIATE_TEST_SUITE_P(Pelvar, WheelNativeConditionTest, ::testing::ValuesIn(k
 // min(6000, 10000) twice -> 60, the inertia 4000 + 4000 -> 40, the friction
 // 2000 + 2000 -> 20. Slots go by rank: 0x20 damper, 0x40 spring, 0x80
 // inertia; the friction waits. When the damper stops, its slot is stopped
-// and the remaining three move up a rank each.
-TEST_F(WheelEffectsTest, HardwareSlotsGoToTheThreeLargestLoadsAndMoveUpWhenOneStops) {
+// and the remaining three move up a rank each; when it starts again they
+// move back.
+TEST_F(WheelEffectsTest, HardwareSlotsGoToTheThreeLargestLoadsAndMoveWhenOneStopsAndStartsAgain) {
     Prime(kPelvar);
     const struct {
         DWORD type;
@@ -306,6 +307,15 @@ TEST_F(WheelEffectsTest, HardwareSlotsGoToTheThreeLargestLoadsAndMoveUpWhenOneSt
                            Report({0x81, 0x0C, 0x03, 0x00, 0x03, 0x00, 0x01})});
     EXPECT_EQ(Status(handles[1]), 0u);
     EXPECT_EQ(Status(handles[3]), 1u);
+
+    // The damper back: every holder moves down a rank again. Each slot was
+    // last written by another effect, so each new holder sends its command
+    // even where it once sent the same bytes to that slot; the friction
+    // waits again, overwritten.
+    const std::size_t before = Reports().size();
+    Start(handles[1]);
+    Advance(6 * kPassMs);
+    ExpectReports(before, {damperIn0, springIn1, inertiaIn2});
     Close();
 }
 

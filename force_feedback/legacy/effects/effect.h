@@ -68,6 +68,9 @@ public:
     virtual LONG SplitByAngle(LONG magnitude, BYTE angle, LONG* x, LONG* y, LONG scale) const;
     // Only native conditions hold device slots; others ignore it.
     virtual void SetHardwareSlot(LONG) {}
+    // Device slot `slot` was last written by another effect: whatever this
+    // effect remembers having sent there no longer stands.
+    virtual void ForgetSentCommands(LONG) {}
 
     // Trigger handling in the simulation thread needs these two.
     DWORD TriggerButton() const { return m_triggerButton; }

@@ -55,6 +55,14 @@ BYTE CConditionCommandWriter::TargetBits(DWORD target) const {
     return kJoystickAxisBits[target & 1];
 }
 
+void CConditionCommandWriter::Forget(LONG slot) {
+    if (m_targets == ConditionTargets::kJoystickAxes) {
+        m_lastQueued.fill({});
+        return;
+    }
+    if (slot >= 0 && static_cast<DWORD>(slot) < kWheelTargets) m_lastQueued[static_cast<DWORD>(slot)] = {};
+}
+
 void CConditionCommandWriter::QueueIfChanged(IEffectHost* host, DWORD target) {
     if (m_command == m_lastQueued[target]) return;
     if (host) host->QueueReport(m_command.data(), kConditionCommandSize);

@@ -38,6 +38,10 @@ public:
     void SendSpring(IEffectHost* host, DWORD target, const DICONDITION* block, DWORD gain, LONG lowest, LONG centre,
                     LONG highest);
     void SendDamper(IEffectHost* host, DWORD target, const DICONDITION* block, DWORD gain);
+    // Another effect has written the device slot since: the next command is
+    // sent even when it equals the last one this writer queued. A joystick
+    // holder writes both axes, so it forgets both.
+    void Forget(LONG slot);
 
 private:
     void SendClear(IEffectHost* host, DWORD target);
@@ -107,6 +111,7 @@ class CWheelSpringEffect : public CSpringEffect {
 public:
     LONG Update(const SimTick* tick) override;
     HRESULT Stop() override;
+    void ForgetSentCommands(LONG slot) override { m_writer.Forget(slot); }
     HRESULT SendCondition(DWORD target, const DICONDITION* block, LONG lowest, LONG centre, LONG highest) override;
 
 protected:
@@ -127,6 +132,7 @@ class CJoystickSpringEffect : public CSpringEffect {
 public:
     LONG Update(const SimTick* tick) override;
     HRESULT Stop() override;
+    void ForgetSentCommands(LONG slot) override { m_writer.Forget(slot); }
     HRESULT SendCondition(DWORD target, const DICONDITION* block, LONG lowest, LONG centre, LONG highest) override;
 
 protected:
@@ -147,6 +153,7 @@ class CWheelDamperEffect : public CDamperEffect {
 public:
     LONG Update(const SimTick* tick) override;
     HRESULT Stop() override;
+    void ForgetSentCommands(LONG slot) override { m_writer.Forget(slot); }
     HRESULT SendCondition(DWORD target, const DICONDITION* block, LONG lowest, LONG centre, LONG highest) override;
 
 protected:
@@ -167,6 +174,7 @@ class CJoystickDamperEffect : public CDamperEffect {
 public:
     LONG Update(const SimTick* tick) override;
     HRESULT Stop() override;
+    void ForgetSentCommands(LONG slot) override { m_writer.Forget(slot); }
     HRESULT SendCondition(DWORD target, const DICONDITION* block, LONG lowest, LONG centre, LONG highest) override;
 
 protected:

@@ -295,9 +295,13 @@ void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remem
             old->Update(&tick);
         }
     }
+    // Another effect held this device slot last, so what the new holder
+    // remembers sending there may have been overwritten since.
+    const bool newHolder = *remembered != newSlot;
     *remembered = newSlot;
     CEffect* e = m_device->GetEffect(static_cast<DWORD>(newSlot));
     if (e != nullptr && !e->IsSimulated()) {
+        if (newHolder) e->ForgetSentCommands(static_cast<LONG>(p));
         e->SetHardwareSlot(static_cast<LONG>(p));
         e->Update(&tick);
     }
