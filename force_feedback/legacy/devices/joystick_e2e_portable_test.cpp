@@ -37,18 +37,7 @@ const StickCase kSticks[] = {
     {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100, 0x01, 0x77},
 };
 
-class JoystickE2ETest : public ::testing::TestWithParam<StickCase> {
-protected:
-    static void SetUpTestSuite() { s_lib = new LibraryHarness(); }
-    static void TearDownTestSuite() {
-        delete s_lib;
-        s_lib = nullptr;
-    }
-    void SetUp() override { ASSERT_TRUE(s_lib->Ready()) << s_lib->Module().Error(); }
-
-    static LibraryHarness* s_lib;
-};
-LibraryHarness* JoystickE2ETest::s_lib = nullptr;
+class JoystickE2ETest : public LibrarySuite<::testing::TestWithParam<StickCase>> {};
 
 TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
     const StickCase& c = GetParam();

@@ -128,17 +128,7 @@ private:
     bool m_open = false;
 };
 
-class StickEffectsTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { s_lib = new LibraryHarness(); }
-    static void TearDownTestSuite() {
-        delete s_lib;
-        s_lib = nullptr;
-    }
-    void SetUp() override { ASSERT_TRUE(s_lib->Ready()) << s_lib->Module().Error(); }
-    static LibraryHarness* s_lib;
-};
-LibraryHarness* StickEffectsTest::s_lib = nullptr;
+class StickEffectsTest : public LibrarySuite<> {};
 
 // Checks bytes and the spacing of the reports on the virtual clock.
 void ExpectSteps(const std::vector<Recorded>& got, Wire wire, const std::vector<Step>& want) {

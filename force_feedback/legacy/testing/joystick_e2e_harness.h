@@ -64,6 +64,21 @@ private:
     VirtualApi m_api{m_module};
 };
 
+// A suite whose tests share one loaded library (loading it per test would
+// only repeat the same work).
+template <class Base = ::testing::Test>
+class LibrarySuite : public Base {
+protected:
+    static void SetUpTestSuite() { s_lib = new LibraryHarness(); }
+    static void TearDownTestSuite() {
+        delete s_lib;
+        s_lib = nullptr;
+    }
+    void SetUp() override { ASSERT_TRUE(s_lib->Ready()) << s_lib->Module().Error(); }
+
+    inline static LibraryHarness* s_lib = nullptr;
+};
+
 inline FfdrvVirtualDevice StickOf(Model model, std::uint16_t outputLength) {
     FfdrvVirtualDevice d = VirtualWheel(kJoystick);
     d.vendorId = kVendorId;
