@@ -116,11 +116,8 @@ struct EffectBlock {
         return *this;
     }
     EffectBlock& Conditions(std::vector<DICONDITION> blocks) {
-        typeSpecific.clear();
-        for (const DICONDITION& c : blocks) {
-            const auto* bytes = reinterpret_cast<const BYTE*>(&c);
-            typeSpecific.insert(typeSpecific.end(), bytes, bytes + sizeof(c));
-        }
+        typeSpecific.assign(blocks.size() * sizeof(DICONDITION), 0);
+        if (!blocks.empty()) std::memcpy(typeSpecific.data(), blocks.data(), typeSpecific.size());
         return *this;
     }
     // Points the DIEFFECT at the storage; call after the last change.
