@@ -60,7 +60,7 @@ TEST_F(Registration, FriendlyNamesFollowTheirPatterns) {
     EXPECT_EQ(FriendlyName(kJoyForceApiIndex), L"Corvanta Skyvane Force API DLL");
     EXPECT_EQ(FriendlyName(kLegacyWheelIndex), L"Corvanta Legacy FF DLL");
     EXPECT_EQ(FriendlyName(2), L"Corvanta Dastrin Racing Wheel FF DLL");
-    EXPECT_EQ(FriendlyName(kKarvonaIndex), L"Corvanta Corvanta Karvona Flight Stick FF DLL");
+    EXPECT_EQ(FriendlyName(kKarvonaIndex), L"Corvanta Corvanta Karvona Joystick FF DLL");
 }
 
 TEST_F(Registration, RegisteringTwiceLeavesOneSetOfKeys) {
