@@ -43,6 +43,7 @@ struct RecordCheck {
     bool Absent() const { return !forceFeedbackPresent && !nameOurs; }  // nothing of ours there
 };
 
+// The checks point into `records`, which must outlive them.
 std::vector<RecordCheck> CheckRecords(platform::reg::Key root, const std::wstring& base,
                                       const std::vector<OemRecord>& records);
 

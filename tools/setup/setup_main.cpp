@@ -329,8 +329,8 @@ int Status() {
         complete = complete && expected;
         Say(line);
     }
-    for (const setup::RecordCheck& c : setup::CheckRecords(reg::LocalMachine(), setup::kOemRoot,
-                                                          setup::BuildOemRecords())) {
+    const std::vector<setup::OemRecord> records = setup::BuildOemRecords();
+    for (const setup::RecordCheck& c : setup::CheckRecords(reg::LocalMachine(), setup::kOemRoot, records)) {
         const setup::OemRecord& r = *c.record;
         std::wstring line = r.keyName + L"  " + r.oemName + L": ";
         if (c.Complete()) {

@@ -5,6 +5,14 @@
 // every effect the record lists, by the record's effect ID and with a DIEFFECT
 // built from the record's category and parameter flags alone. Then
 // `ffdrv-setup uninstall` must take away exactly what install put there.
+//
+// Wine has no force-feedback controller, and a driver whose device does not
+// open still takes every call (the effects just never play). So where the
+// test build of the DLL is there, the one with virtual devices in place of
+// the system's HID stack, that is the DLL staged and installed, and each
+// product gets a virtual device of its IDs before DeviceID: then every effect
+// must also be played to its end by the driver's simulation thread, and the
+// device must receive reports.
 #include <gtest/gtest.h>
 #include <objbase.h>
 #include <windows.h>
@@ -18,6 +26,7 @@
 #include "force_feedback/legacy/product_config.h"
 #include "platform/guid.h"
 #include "platform/process.h"
+#include "platform/virtual_hid_api.h"
 
 namespace {
 
@@ -30,6 +39,10 @@ constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr DWORD kJoystickId = 0;
 constexpr std::uint32_t kSetupTimeoutMs = 180000;
 constexpr bool kOwn64 = sizeof(void*) == 8;
+// How long a finite effect plays, and how long the simulation thread gets to
+// end it (a hang guard, not a timing requirement).
+constexpr DWORD kShortDurationUs = 20000;
+constexpr DWORD kEndWaitMs = 10000;
 
 std::string Narrow(const std::wstring& text) {
     std::string out;
@@ -161,6 +174,43 @@ private:
     DIEFFECT m_effect{};
 };
 
+// A controller of the product's IDs at the joystick ID, as the test build's
+// virtual devices offer it.
+FfdrvVirtualDevice VirtualDeviceOf(const ProductInfo& p) {
+    FfdrvVirtualDevice d{};
+    d.size = sizeof d;
+    d.joystickId = kJoystickId;
+    d.vendorId = kVendorId;
+    d.productId = p.productId;
+    d.versionNumber = 0x0100;
+    d.inputReportLength = 9;
+    d.outputReportLength = 65;
+    d.featureReportLength = p.model == Model::Karvona ? 2 : 65;  // its one feature report is 2 bytes
+    for (int i = 0; i < 16; ++i) d.containerId[i] = static_cast<std::uint8_t>(0xA0 + i);
+    d.hasCalibration = 1;
+    const std::int32_t calibration[6] = {0, 512, 1023, 0, 512, 1023};
+    std::memcpy(d.calibration, calibration, sizeof calibration);
+    d.axes[0] = {10, 0, 1023};
+    d.axes[1] = {10, 0, 1023};
+    d.buttonCount = 16;
+    return d;
+}
+
+// The virtual-device exports of the loaded driver, when it is the test build.
+struct VirtualDevices {
+    explicit VirtualDevices(const std::wstring& dll) {
+        HMODULE module = GetModuleHandleW(dll.c_str());
+        if (module == nullptr) return;
+        plug = reinterpret_cast<decltype(plug)>(reinterpret_cast<void*>(GetProcAddress(module, "FfdrvVirtualPlug")));
+        unplug = reinterpret_cast<decltype(unplug)>(reinterpret_cast<void*>(GetProcAddress(module, "FfdrvVirtualUnplug")));
+        count = reinterpret_cast<decltype(count)>(reinterpret_cast<void*>(GetProcAddress(module, "FfdrvVirtualReportCount")));
+    }
+    bool Present() const { return plug && unplug && count; }
+    decltype(&FfdrvVirtualPlug) plug = nullptr;
+    decltype(&FfdrvVirtualUnplug) unplug = nullptr;
+    decltype(&FfdrvVirtualReportCount) count = nullptr;
+};
+
 class DirectInputInstall : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -173,8 +223,10 @@ protected:
         const std::wstring peer = s_stage + (kOwn64 ? L"x86\\" : L"x64\\");
         CreateDirectoryW(s_stage.c_str(), nullptr);
         CreateDirectoryW(own.c_str(), nullptr);
+        const std::wstring virtualDll = OwnDirectory() + L"virtual-devices\\svjoyff.dll";
+        s_virtualBuild = GetFileAttributesW(virtualDll.c_str()) != INVALID_FILE_ATTRIBUTES;
         s_staged = CopyInto(OwnDirectory() + L"ffdrv-setup.exe", own + L"ffdrv-setup.exe") &&
-                   CopyInto(OwnDirectory() + L"svjoyff.dll", own + L"svjoyff.dll");
+                   CopyInto(s_virtualBuild ? virtualDll : OwnDirectory() + L"svjoyff.dll", own + L"svjoyff.dll");
         const std::wstring peerBuild = PeerBuildDirectory();
         if (!peerBuild.empty() && GetFileAttributesW((peerBuild + L"ffdrv-setup.exe").c_str()) != INVALID_FILE_ATTRIBUTES) {
             CreateDirectoryW(peer.c_str(), nullptr);
@@ -196,6 +248,7 @@ protected:
     static inline bool s_staged = false;
     static inline bool s_peerStaged = false;
     static inline bool s_installed = false;
+    static inline bool s_virtualBuild = false;
 };
 
 TEST_F(DirectInputInstall, InstallRegistersTheDriverAndWritesEveryRecord) {
@@ -231,6 +284,11 @@ TEST_F(DirectInputInstall, EveryProductsRecordLeadsToADriverThatPlaysEveryListed
         ASSERT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDirectInputEffectDriver,
                                    reinterpret_cast<void**>(&driver)),
                   S_OK);
+        const VirtualDevices devices(s_dll);
+        EXPECT_EQ(devices.Present(), s_virtualBuild);
+        const FfdrvVirtualDevice device = VirtualDeviceOf(p);
+        const bool plugged = devices.Present() && devices.plug(&device) == FFDRV_VIRTUAL_OK;
+        EXPECT_EQ(plugged, devices.Present());
         ASSERT_EQ(driver->DeviceID(kDirectInputVersion, kJoystickId, TRUE, 0, nullptr), S_OK);
         DIDRIVERVERSIONS versions{};
         versions.dwSize = sizeof versions;
@@ -261,6 +319,19 @@ TEST_F(DirectInputInstall, EveryProductsRecordLeadsToADriverThatPlaysEveryListed
             DWORD status = 0xAAAA;
             EXPECT_EQ(driver->GetEffectStatus(kJoystickId, handle, &status), S_OK);
             EXPECT_EQ(status, static_cast<DWORD>(DIEGES_PLAYING));
+            if (plugged) {
+                // Only a simulation thread that plays the effect ends it.
+                DIEFFECT shorter = *block.Get();
+                shorter.dwDuration = kShortDurationUs;
+                ASSERT_TRUE(a.dwDynamicParams & DIEP_DURATION);
+                EXPECT_EQ(driver->DownloadEffect(kJoystickId, a.dwEffectId, &handle, &shorter, DIEP_DURATION), S_OK);
+                const DWORD since = GetTickCount();
+                while (driver->GetEffectStatus(kJoystickId, handle, &status) == S_OK && status != 0 &&
+                       GetTickCount() - since < kEndWaitMs)
+                    Sleep(5);
+                EXPECT_EQ(status, 0u) << "still playing " << kEndWaitMs << " ms after a 20 ms run";
+                EXPECT_EQ(driver->StartEffect(kJoystickId, handle, 0, 1), S_OK);
+            }
             EXPECT_EQ(driver->StopEffect(kJoystickId, handle), S_OK);
             EXPECT_EQ(driver->GetEffectStatus(kJoystickId, handle, &status), S_OK);
             EXPECT_EQ(status, 0u);
@@ -270,8 +341,12 @@ TEST_F(DirectInputInstall, EveryProductsRecordLeadsToADriverThatPlaysEveryListed
         state.dwSize = sizeof state;
         EXPECT_EQ(driver->GetForceFeedbackState(kJoystickId, &state), S_OK);
         EXPECT_TRUE(state.dwState & DIGFFS_EMPTY);
+        if (plugged) {
+            EXPECT_GT(devices.count(kJoystickId), 0) << "the device received no report";
+        }
         EXPECT_EQ(driver->DeviceID(kDirectInputVersion, kJoystickId, FALSE, 0, nullptr), S_OK);
         driver->Release();
+        if (plugged) devices.unplug(kJoystickId);
     }
 }
 
