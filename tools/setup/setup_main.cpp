@@ -34,7 +34,11 @@ constexpr int kExitNotAdmin = 3;
 constexpr std::uint32_t kPeerTimeoutMs = 120000;
 constexpr const wchar_t* kDllName = L"svjoyff.dll";
 constexpr const wchar_t* kSetupName = L"ffdrv-setup.exe";
-// Verbs the setup of one bitness gives the other's; not for people.
+// Verbs the setup of one bitness gives the other's; not for people. Their
+// exit codes are ones no loader gives by accident: a 32-bit program that
+// cannot start under a 64-bit Wine without 32-bit support still "exits" 0.
+constexpr int kPeerDone = 64;
+constexpr int kPeerFailed = 65;
 constexpr const char* kPeerRegister = "dll-register";
 constexpr const char* kPeerUnregister = "dll-unregister";
 constexpr const char* kPeerProbe = "probe";
@@ -196,17 +200,20 @@ enum class PeerResult { kDone, kFailed, kCannotRun, kAbsent };
 PeerResult RunPeer(const Bitness& b, const char* verb) {
     if (!FileExists(b.setup) || !FileExists(b.dll)) return PeerResult::kAbsent;
     const int code = platform::RunProcess(Narrow(b.setup), {verb}, kPeerTimeoutMs);
-    if (code == 0) return PeerResult::kDone;
-    // A program that cannot start at all (no 32-bit subsystem) never runs a
-    // line of ours: it fails to start, or the loader ends it at once with a
-    // status code of its own rather than one of our exit codes.
-    if (code == -1 || code > kExitNotAdmin) return PeerResult::kCannotRun;
-    return PeerResult::kFailed;
+    if (code == kPeerDone) return PeerResult::kDone;
+    if (code == kPeerFailed) return PeerResult::kFailed;
+    // Anything else never ran a line of ours: the program could not be
+    // started, or the system's loader ended it with a code of its own.
+    return PeerResult::kCannotRun;
 }
 
-void SayCannotRun(const Bitness& b) {
-    Say(std::wstring(L"note: this system runs no ") + b.label + L" programs, so the " + b.label +
-        L" driver is not registered; " + (kOwn64 ? L"64" : L"32") + L"-bit games are served.");
+void SayCannotRun(const Bitness& b, bool installing) {
+    const std::wstring start = std::wstring(L"note: this system runs no ") + b.label + L" programs, so the " + b.label;
+    if (installing) {
+        Say(start + L" driver is not registered; " + (kOwn64 ? L"64" : L"32") + L"-bit games are served.");
+    } else {
+        Say(start + L" driver has nothing to unregister.");
+    }
 }
 
 // ---- Verbs -----------------------------------------------------------------
@@ -248,7 +255,7 @@ int Install() {
         }
         switch (RunPeer(b, kPeerRegister)) {
             case PeerResult::kDone: Say(std::wstring(b.label) + L" driver registered: " + b.dll); break;
-            case PeerResult::kCannotRun: SayCannotRun(b); break;
+            case PeerResult::kCannotRun: SayCannotRun(b, true); break;
             case PeerResult::kAbsent:
                 Say(std::wstring(L"note: no ") + b.label + L" driver in " + b.dll + L": " + b.label +
                     L" games will not find it.");
@@ -298,7 +305,7 @@ int Uninstall() {
         }
         switch (RunPeer(b, kPeerUnregister)) {
             case PeerResult::kDone: Say(std::wstring(b.label) + L" driver unregistered."); break;
-            case PeerResult::kCannotRun: SayCannotRun(b); break;
+            case PeerResult::kCannotRun: SayCannotRun(b, false); break;
             case PeerResult::kAbsent: break;
             case PeerResult::kFailed:
                 Complain(std::wstring(b.label) + L" setup " + b.setup + L" could not unregister " + b.dll + L".");
@@ -391,20 +398,15 @@ int wmain(int argc, wchar_t** argv) {
     if (argc == 3 && verb == L"export-reg") return ExportReg(argv[2]);
     // The other bitness's setup asks for the DLL beside this program.
     const std::wstring dll = FullPath(OwnDirectory() + kDllName);
-    if (argc == 2 && narrowVerb == kPeerProbe) return kExitOk;
+    const std::uint32_t view = kOwn64 ? reg::kKeyWow64View64 : reg::kKeyWow64View32;
+    if (argc == 2 && narrowVerb == kPeerProbe) return kPeerDone;
     if (argc == 2 && narrowVerb == kPeerRegister) {
-        return CallServer(dll, "DllRegisterServer") &&
-                       CheckClasses(dll, kOwn64 ? reg::kKeyWow64View64 : reg::kKeyWow64View32).state ==
-                           ClassState::kRegistered
-                   ? kExitOk
-                   : kExitFailed;
+        const bool ok = CallServer(dll, "DllRegisterServer") && CheckClasses(dll, view).state == ClassState::kRegistered;
+        return ok ? kPeerDone : kPeerFailed;
     }
     if (argc == 2 && narrowVerb == kPeerUnregister) {
-        return CallServer(dll, "DllUnregisterServer") &&
-                       CheckClasses(dll, kOwn64 ? reg::kKeyWow64View64 : reg::kKeyWow64View32).state ==
-                           ClassState::kMissing
-                   ? kExitOk
-                   : kExitFailed;
+        const bool ok = CallServer(dll, "DllUnregisterServer") && CheckClasses(dll, view).state == ClassState::kMissing;
+        return ok ? kPeerDone : kPeerFailed;
     }
     return Usage();
 }
