@@ -6,8 +6,10 @@ FUZZ_SECONDS ?= 30
 HAVE_MINGW := $(shell command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
 HAVE_MINGW32 := $(shell command -v i686-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
 HAVE_WINE := $(shell command -v wine >/dev/null 2>&1 && echo yes)
+VERSION := $(shell cat VERSION)
+PACKAGE_ZIP := build/package/corvanta-ffdrv-$(VERSION)-windows.zip
 
-.PHONY: all demo test native windows windows-x64 windows-x86 wine-tests asan tsan fuzz bench clean
+.PHONY: all demo test native windows windows-x64 windows-x86 wine-tests package asan tsan fuzz bench clean
 
 all: native
 
@@ -23,7 +25,7 @@ native:
 	cmake --build --preset dev -j$(JOBS)
 	ctest --preset dev -j$(JOBS)
 
-windows: windows-x64 windows-x86 wine-tests
+windows: windows-x64 windows-x86 wine-tests package
 
 windows-x64:
 ifeq ($(HAVE_MINGW),yes)
@@ -47,6 +49,16 @@ ifeq ($(HAVE_MINGW)$(HAVE_WINE),yesyes)
 	tools/run-wine-tests.sh build/mingw-x64
 else
 	@echo "SKIPPED: Windows tests under Wine (needs MinGW-w64 and wine)"
+endif
+
+# The release zip of both bitnesses, checked as a user receives it.
+package: windows-x64 windows-x86
+ifeq ($(HAVE_MINGW)$(HAVE_MINGW32),yesyes)
+	python3 tools/make-package.py --source . --x64 build/mingw-x64/force_feedback \
+		--x86 build/mingw-x86/force_feedback --out build/package
+	python3 tools/check-package.py $(PACKAGE_ZIP) VERSION
+else
+	@echo "SKIPPED: release package (needs MinGW-w64 for x86_64 and i686)"
 endif
 
 asan:

@@ -38,6 +38,11 @@ constexpr std::uint32_t kKeySetValue = 0x0002;
 constexpr std::uint32_t kKeyRead = 0x20019;
 constexpr std::uint32_t kKeyWrite = 0x20006;
 constexpr std::uint32_t kKeyAllAccess = 0xF003F;
+// Registry view of a 64-bit system (or'ed into the access mask): the 64-bit
+// or the 32-bit software branch, whatever the caller's own bitness. The
+// portable backend has one view and ignores them.
+constexpr std::uint32_t kKeyWow64View64 = 0x0100;
+constexpr std::uint32_t kKeyWow64View32 = 0x0200;
 
 constexpr std::uint32_t kCreatedNewKey = 1;
 constexpr std::uint32_t kOpenedExistingKey = 2;
@@ -52,6 +57,11 @@ Status OpenKey(Key root, const wchar_t* subkey, std::uint32_t access, Key* out);
 Status QueryValue(Key key, const wchar_t* name, std::uint32_t* type, void* data, std::uint32_t* size);
 // RegSetValueExW: stores exactly `size` bytes of `data`.
 Status SetValue(Key key, const wchar_t* name, std::uint32_t type, const void* data, std::uint32_t size);
+// RegDeleteValueW. kFileNotFound when there is no such value.
+Status DeleteValue(Key key, const wchar_t* name);
+// RegQueryInfoKeyW: how many subkeys and values the key holds (either
+// pointer may be null).
+Status CountEntries(Key key, std::uint32_t* subkeys, std::uint32_t* values);
 // SHDeleteKeyW: deletes `subkey` of `key` with everything below it.
 Status DeleteTree(Key key, const wchar_t* subkey);
 // RegCloseKey. Closing a predefined root is a no-op success.

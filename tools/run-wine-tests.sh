@@ -11,7 +11,10 @@ wineboot -i >/dev/null 2>&1 || true
 wineserver -w || true
 
 status=0
-mapfile -t tests < <(find "$build" -name '*_tests.exe' -o -name 'wine_*_test.exe' | sort)
+# wine_fresh_*_test.exe binaries change the machine (install, uninstall): each
+# gets a prefix of its own, made and thrown away around it.
+mapfile -t tests < <(find "$build" \( -name '*_tests.exe' -o -name 'wine_*_test.exe' \) ! -name 'wine_fresh_*' | sort)
+mapfile -t fresh < <(find "$build" -name 'wine_fresh_*_test.exe' | sort)
 if [ ${#tests[@]} -eq 0 ]; then
   echo "no Windows test binaries under $build" >&2
   exit 1
@@ -22,6 +25,22 @@ for t in "${tests[@]}"; do
   dll=$(find "$build" -name svjoyff.dll | head -n 1)
   if FFDRV_MODULE="$(winepath -w "$dll" 2>/dev/null)" wine "$t" --gtest_brief=1; then
     echo "   passed"
+  else
+    echo "   FAILED: $t"
+    status=1
+  fi
+done
+for t in "${fresh[@]}"; do
+  echo "== wine (fresh prefix) $t"
+  started=$(date +%s)
+  if (
+    export WINEPREFIX=$(mktemp -d /tmp/ffdrv-wine-fresh.XXXXXX)
+    trap 'wineserver -k >/dev/null 2>&1 || true; rm -rf "$WINEPREFIX"' EXIT
+    wineboot -i >/dev/null 2>&1 || true
+    wineserver -w || true
+    wine "$t" --gtest_brief=1
+  ); then
+    echo "   passed ($(( $(date +%s) - started )) s with the prefix)"
   else
     echo "   FAILED: $t"
     status=1

@@ -111,4 +111,32 @@ TEST_F(RegistryContract, ValuesPersistAcrossHandles) {
     reg::CloseKey(again);
 }
 
+TEST_F(RegistryContract, CountsAndDeletesWhatAKeyHolds) {
+    std::uint32_t keys = 99, values = 99;
+    ASSERT_EQ(reg::CountEntries(m_key, &keys, &values), reg::kSuccess);
+    EXPECT_EQ(keys, 0u);
+    EXPECT_EQ(values, 0u);
+
+    reg::Key sub = nullptr;
+    ASSERT_EQ(reg::CreateKey(m_key, L"One\\Deeper", reg::kKeyAllAccess, &sub, nullptr), reg::kSuccess);
+    reg::CloseKey(sub);
+    ASSERT_EQ(reg::CreateKey(m_key, L"Two", reg::kKeyAllAccess, &sub, nullptr), reg::kSuccess);
+    reg::CloseKey(sub);
+    const std::uint32_t value = 7;
+    ASSERT_EQ(reg::SetValue(m_key, L"A", reg::kDword, &value, 4), reg::kSuccess);
+    ASSERT_EQ(reg::SetValue(m_key, L"B", reg::kDword, &value, 4), reg::kSuccess);
+    ASSERT_EQ(reg::SetValue(m_key, L"B", reg::kDword, &value, 4), reg::kSuccess);  // replaced, not added
+    ASSERT_EQ(reg::SetValue(m_key, nullptr, reg::kDword, &value, 4), reg::kSuccess);
+    ASSERT_EQ(reg::CountEntries(m_key, &keys, &values), reg::kSuccess);
+    EXPECT_EQ(keys, 2u);  // direct subkeys only
+    EXPECT_EQ(values, 3u);
+
+    EXPECT_EQ(reg::DeleteValue(m_key, L"a"), reg::kSuccess);
+    EXPECT_EQ(reg::DeleteValue(m_key, L"A"), reg::kFileNotFound);
+    ASSERT_EQ(reg::CountEntries(m_key, nullptr, &values), reg::kSuccess);
+    EXPECT_EQ(values, 2u);
+    std::uint32_t read = 0, size = 4;
+    EXPECT_EQ(reg::QueryValue(m_key, L"B", nullptr, &read, &size), reg::kSuccess);
+}
+
 }  // namespace

@@ -181,6 +181,33 @@ Status SetValue(Key key, const wchar_t* name, std::uint32_t type, const void* da
     return ec ? kAccessDenied : kSuccess;
 }
 
+Status DeleteValue(Key key, const wchar_t* name) {
+    fs::path dir;
+    if (!Resolve(key, &dir)) return kInvalidHandle;
+    std::error_code ec;
+    if (!fs::remove(ValuePath(dir, name), ec)) return ec ? kAccessDenied : kFileNotFound;
+    return kSuccess;
+}
+
+Status CountEntries(Key key, std::uint32_t* subkeys, std::uint32_t* values) {
+    fs::path dir;
+    if (!Resolve(key, &dir)) return kInvalidHandle;
+    std::error_code ec;
+    std::uint32_t keys = 0;
+    std::uint32_t vals = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(dir, ec)) {
+        if (entry.is_directory(ec)) {
+            ++keys;
+        } else if (entry.path().extension() == ".val") {
+            ++vals;  // a value being replaced also shows a temporary file: not counted
+        }
+    }
+    if (ec) return kFileNotFound;
+    if (subkeys) *subkeys = keys;
+    if (values) *values = vals;
+    return kSuccess;
+}
+
 Status DeleteTree(Key key, const wchar_t* subkey) {
     fs::path dir;
     if (!Resolve(key, &dir)) return kInvalidHandle;

@@ -42,6 +42,20 @@ Status SetValue(Key key, const wchar_t* name, std::uint32_t type, const void* da
     return RegSetValueExW(H(key), name, 0, type, static_cast<const BYTE*>(data), size);
 }
 
+Status DeleteValue(Key key, const wchar_t* name) { return RegDeleteValueW(H(key), name); }
+
+Status CountEntries(Key key, std::uint32_t* subkeys, std::uint32_t* values) {
+    DWORD keys = 0;
+    DWORD vals = 0;
+    const LONG status = RegQueryInfoKeyW(H(key), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &vals, nullptr,
+                                         nullptr, nullptr, nullptr);
+    if (status == ERROR_SUCCESS) {
+        if (subkeys) *subkeys = keys;
+        if (values) *values = vals;
+    }
+    return status;
+}
+
 Status DeleteTree(Key key, const wchar_t* subkey) { return static_cast<Status>(SHDeleteKeyW(H(key), subkey)); }
 
 Status CloseKey(Key key) { return RegCloseKey(H(key)); }

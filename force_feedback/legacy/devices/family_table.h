@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 
+#include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/product_config.h"
 
 enum class DeviceFamily : std::uint8_t {
@@ -101,6 +102,21 @@ constexpr const FamilyRow* FamilyByProductId(std::uint16_t productId) {
         if (p.productId == productId) return &FamilyOf(p.model);
     }
     return nullptr;
+}
+
+// The effect classes a device of this row creates, with the row's own product
+// plugged in (a wheel follows the product it finds, see CVWheelDevice).
+constexpr EffectFamily EffectFamilyOf(const FamilyRow& row) {
+    switch (row.family) {
+        case DeviceFamily::HiResWheel:
+            return row.simulatedDampers ? EffectFamily::kHiResWheelSimulatedDampers : EffectFamily::kHiResWheel;
+        case DeviceFamily::LowResWheel: return EffectFamily::kLowResWheel;
+        case DeviceFamily::HiResJoystick: return EffectFamily::kHiResJoystick;
+        case DeviceFamily::LowResJoystick: return EffectFamily::kLowResJoystick;
+        case DeviceFamily::KarvonaStyleJoystick: return EffectFamily::kKarvonaStyleJoystick;
+        case DeviceFamily::Rumble: return EffectFamily::kRumble;
+    }
+    return EffectFamily::kRumble;
 }
 
 constexpr bool IsWheel(const FamilyRow& row) {

@@ -41,9 +41,7 @@ EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     // The damper class follows the wheel that is plugged in, as its HID
     // attributes name it, not the class the driver made.
     const FamilyRow* plugged = m_input ? FamilyByProductId(m_input->GetProductId()) : nullptr;
-    if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel && plugged->simulatedDampers) {
-        return EffectFamily::kHiResWheelSimulatedDampers;
-    }
+    if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel) return EffectFamilyOf(*plugged);
     return EffectFamily::kHiResWheel;
 }
 

@@ -35,6 +35,8 @@ protected:
 // simulation thread's second sum, which the strength curve does not boost.
 class CSimulatedSpringEffect : public CSimulatedConditionBase {
 public:
+    static constexpr DWORD kFeatures = DIEFT_CONDITION | DIEFT_STARTDELAY | DIEFT_SATURATION |
+                                       DIEFT_POSNEGCOEFFICIENTS | DIEFT_POSNEGSATURATION | DIEFT_DEADBAND;
     CSimulatedSpringEffect();
     LONG Update(const SimTick* tick) override;
 
@@ -49,6 +51,8 @@ protected:
 // Role: the host damper (low-resolution wheels, Drovik wheel).
 class CSimulatedDamperEffect : public CSimulatedConditionBase {
 public:
+    // The host damper law has no saturation, dead band or offset.
+    static constexpr DWORD kFeatures = DIEFT_CONDITION | DIEFT_STARTDELAY | DIEFT_POSNEGCOEFFICIENTS;
     CSimulatedDamperEffect() : CSimulatedConditionBase(conditions::Kind::kDamper) {}
     LONG Update(const SimTick* tick) override;
 
@@ -63,6 +67,7 @@ protected:
 // applies the pad's delta-spring settings. Owner, threads, lock: as CEffect.
 class CRumbleSpringEffect : public CSimulatedConditionBase {
 public:
+    static constexpr DWORD kFeatures = CSimulatedSpringEffect::kFeatures;
     CRumbleSpringEffect();
     LONG Update(const SimTick* tick) override;
     // Moves a non-zero axis force away from zero by `adjust` motor steps (two
@@ -85,6 +90,7 @@ protected:
 // silent at rest like the rumble spring.
 class CRumbleDamperEffect : public CSimulatedConditionBase {
 public:
+    static constexpr DWORD kFeatures = CSimulatedDamperEffect::kFeatures;
     CRumbleDamperEffect() : CSimulatedConditionBase(conditions::Kind::kDamper) {}
     LONG Update(const SimTick* tick) override;
 

@@ -36,6 +36,12 @@ struct EffectEnvelope {
 // Start, Stop, IsPlaying) and the simulation thread (Update, GetForce,
 // GetLoad, SetHardwareSlot); the device mutex is held for every call, effects
 // have no lock of their own.
+//
+// Every concrete class names in `kFeatures` its DIEFT_ category and the
+// capability bits it really implements (envelope, start delay, and for
+// conditions saturation, separate positive and negative coefficients and
+// saturations, dead band). The devices' joystick OEM records advertise these
+// to DirectInput, so a class must never claim what its force law ignores.
 class CEffect {
 public:
     CEffect();

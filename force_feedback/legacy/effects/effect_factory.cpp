@@ -15,35 +15,56 @@ CEffect* Make() {
     return new (std::nothrow) T();
 }
 
+// A class as the factory knows it: how to make one and what it implements.
+struct EffectClass {
+    Maker make = nullptr;
+    DWORD features = 0;
+};
+
+template <typename T>
+constexpr EffectClass Class() {
+    return {Make<T>, T::kFeatures};
+}
+
 // One row per family: its spring class and its damper class.
 struct FamilyConditions {
     EffectFamily family;
-    Maker spring;
-    Maker damper;
+    EffectClass spring;
+    EffectClass damper;
 };
 
 constexpr FamilyConditions kFamilies[] = {
-    {EffectFamily::kHiResWheel, Make<CHiResWheelSpringEffect>, Make<CHiResWheelDamperEffect>},
-    {EffectFamily::kHiResWheelSimulatedDampers, Make<CHiResWheelSpringEffect>, Make<CSimulatedDamperEffect>},
-    {EffectFamily::kLowResWheel, Make<CSimulatedSpringEffect>, Make<CSimulatedDamperEffect>},
-    {EffectFamily::kHiResJoystick, Make<CHiResJoystickSpringEffect>, Make<CHiResJoystickDamperEffect>},
-    {EffectFamily::kLowResJoystick, Make<CLowResJoystickSpringEffect>, Make<CLowResJoystickDamperEffect>},
-    {EffectFamily::kKarvonaStyleJoystick, Make<CKarvonaStyleSpringEffect>, Make<CKarvonaStyleDamperEffect>},
-    {EffectFamily::kRumble, Make<CRumbleSpringEffect>, Make<CRumbleDamperEffect>},
+    {EffectFamily::kHiResWheel, Class<CHiResWheelSpringEffect>(), Class<CHiResWheelDamperEffect>()},
+    {EffectFamily::kHiResWheelSimulatedDampers, Class<CHiResWheelSpringEffect>(), Class<CSimulatedDamperEffect>()},
+    {EffectFamily::kLowResWheel, Class<CSimulatedSpringEffect>(), Class<CSimulatedDamperEffect>()},
+    {EffectFamily::kHiResJoystick, Class<CHiResJoystickSpringEffect>(), Class<CHiResJoystickDamperEffect>()},
+    {EffectFamily::kLowResJoystick, Class<CLowResJoystickSpringEffect>(), Class<CLowResJoystickDamperEffect>()},
+    {EffectFamily::kKarvonaStyleJoystick, Class<CKarvonaStyleSpringEffect>(), Class<CKarvonaStyleDamperEffect>()},
+    {EffectFamily::kRumble, Class<CRumbleSpringEffect>(), Class<CRumbleDamperEffect>()},
 };
 
-Maker ForceMaker(DWORD typeIndex) {
+EffectClass ForceClass(DWORD typeIndex) {
     switch (typeIndex) {
-        case kEffectConstant: return Make<CConstantEffect>;
-        case kEffectRamp: return Make<CRampEffect>;
-        case kEffectSquare: return Make<CSquareEffect>;
-        case kEffectSine: return Make<CSineEffect>;
-        case kEffectTriangle: return Make<CTriangleEffect>;
-        case kEffectSawUp: return Make<CSawUpEffect>;
-        case kEffectSawDown: return Make<CSawDownEffect>;
-        case kEffectCustom: return Make<CCustomEffect>;
-        default: return nullptr;
+        case kEffectConstant: return Class<CConstantEffect>();
+        case kEffectRamp: return Class<CRampEffect>();
+        case kEffectSquare: return Class<CSquareEffect>();
+        case kEffectSine: return Class<CSineEffect>();
+        case kEffectTriangle: return Class<CTriangleEffect>();
+        case kEffectSawUp: return Class<CSawUpEffect>();
+        case kEffectSawDown: return Class<CSawDownEffect>();
+        case kEffectCustom: return Class<CCustomEffect>();
+        default: return {};
     }
+}
+
+EffectClass ClassFor(EffectFamily family, DWORD typeIndex) {
+    EffectClass found = ForceClass(typeIndex);
+    if (!found.make && typeIndex >= kEffectSpring && typeIndex <= kEffectFriction) {
+        for (const FamilyConditions& row : kFamilies) {
+            if (row.family == family) found = typeIndex == kEffectSpring ? row.spring : row.damper;
+        }
+    }
+    return found;
 }
 
 }  // namespace
@@ -51,15 +72,12 @@ Maker ForceMaker(DWORD typeIndex) {
 StrengthGroup StrengthGroupOf(DWORD typeIndex) {
     if (typeIndex == kEffectSpring) return StrengthGroup::kSprings;
     if (typeIndex >= kEffectDamper && typeIndex <= kEffectFriction) return StrengthGroup::kDampers;
-    return ForceMaker(typeIndex) ? StrengthGroup::kForces : StrengthGroup::kNone;
+    return ForceClass(typeIndex).make ? StrengthGroup::kForces : StrengthGroup::kNone;
 }
 
 std::unique_ptr<CEffect> CreateEffect(EffectFamily family, DWORD typeIndex) {
-    Maker maker = ForceMaker(typeIndex);
-    if (!maker && typeIndex >= kEffectSpring && typeIndex <= kEffectFriction) {
-        for (const FamilyConditions& row : kFamilies) {
-            if (row.family == family) maker = typeIndex == kEffectSpring ? row.spring : row.damper;
-        }
-    }
-    return std::unique_ptr<CEffect>(maker ? maker() : nullptr);
+    const EffectClass found = ClassFor(family, typeIndex);
+    return std::unique_ptr<CEffect>(found.make ? found.make() : nullptr);
 }
+
+DWORD EffectFeatures(EffectFamily family, DWORD typeIndex) { return ClassFor(family, typeIndex).features; }

@@ -39,3 +39,6 @@ enum class StrengthGroup { kForces, kSprings, kDampers, kNone };
 std::unique_ptr<CEffect> CreateEffect(EffectFamily family, DWORD typeIndex);
 // kNone for an unknown index.
 StrengthGroup StrengthGroupOf(DWORD typeIndex);
+// The DIEFT_ category and capability bits of the class CreateEffect makes
+// for `typeIndex` (the class's kFeatures); 0 when the family refuses it.
+DWORD EffectFeatures(EffectFamily family, DWORD typeIndex);

@@ -26,6 +26,7 @@ protected:
 // Role: DICONSTANTFORCE, enveloped and gained.
 class CConstantEffect : public CSimulatedEffect {
 public:
+    static constexpr DWORD kFeatures = DIEFT_CONSTANTFORCE | DIEFT_FFATTACK | DIEFT_FFFADE | DIEFT_STARTDELAY;
     LONG Update(const SimTick* tick) override;
 
 protected:
@@ -35,6 +36,7 @@ protected:
 // Role: DIRAMPFORCE, lStart to lEnd over the duration.
 class CRampEffect : public CSimulatedEffect {
 public:
+    static constexpr DWORD kFeatures = DIEFT_RAMPFORCE | DIEFT_FFATTACK | DIEFT_FFFADE | DIEFT_STARTDELAY;
     LONG Update(const SimTick* tick) override;
 
 protected:
@@ -45,6 +47,8 @@ protected:
 // neither copied nor read; only the block itself is kept.
 class CCustomEffect : public CSimulatedEffect {
 public:
+    // No envelope: there is no force for one to shape.
+    static constexpr DWORD kFeatures = DIEFT_CUSTOMFORCE | DIEFT_STARTDELAY;
     LONG Update(const SimTick* tick) override;
 
 protected:
@@ -56,6 +60,7 @@ protected:
 // leaves give the waveform.
 class CPeriodicEffect : public CSimulatedEffect {
 public:
+    static constexpr DWORD kFeatures = DIEFT_PERIODIC | DIEFT_FFATTACK | DIEFT_FFFADE | DIEFT_STARTDELAY;
     HRESULT Start(DWORD ignored, DWORD iterations) override;
     HRESULT SetParameters(DWORD flags, const DIEFFECT* effect) override;
     LONG Update(const SimTick* tick) override;

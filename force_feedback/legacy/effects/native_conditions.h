@@ -93,6 +93,9 @@ private:
 
 class CSpringEffect : public CNativeEffect {
 public:
+    // The command carries one clip, taken from the positive saturation.
+    static constexpr DWORD kFeatures =
+        DIEFT_CONDITION | DIEFT_STARTDELAY | DIEFT_SATURATION | DIEFT_POSNEGCOEFFICIENTS | DIEFT_DEADBAND;
     HRESULT SendCondition(DWORD, const DICONDITION*, LONG, LONG, LONG) override { return E_NOTIMPL; }
 
 protected:
@@ -101,6 +104,7 @@ protected:
 
 class CDamperEffect : public CNativeEffect {
 public:
+    static constexpr DWORD kFeatures = DIEFT_CONDITION | DIEFT_STARTDELAY | DIEFT_POSNEGCOEFFICIENTS;
     HRESULT SendCondition(DWORD, const DICONDITION*, LONG, LONG, LONG) override { return E_NOTIMPL; }
 
 protected:
@@ -220,10 +224,14 @@ private:
 
 class CKarvonaStyleSpringEffect : public CKarvonaStyleNativeEffect {
 public:
+    // One coefficient and one saturation (the larger of each pair) per axis.
+    static constexpr DWORD kFeatures = DIEFT_CONDITION | DIEFT_STARTDELAY | DIEFT_SATURATION | DIEFT_DEADBAND;
     bool IsDamper() const override { return false; }
 };
 class CKarvonaStyleDamperEffect : public CKarvonaStyleNativeEffect {
 public:
+    // One coefficient; the saturation is the device's fixed maximum.
+    static constexpr DWORD kFeatures = DIEFT_CONDITION | DIEFT_STARTDELAY;
     bool IsDamper() const override { return true; }
 };
 
