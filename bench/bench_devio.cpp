@@ -2,7 +2,11 @@
 // counterpart in the same run.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <condition_variable>
+#include <deque>
+#include <memory>
+#include <span>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -11,6 +15,7 @@
 #include "devio/core/future.h"
 #include "devio/core/job_queue.h"
 #include "devio/rap/device_request.h"
+#include "devio/rap/match_table.h"
 
 namespace {
 
@@ -115,29 +120,54 @@ void BM_MutexCondvarHop(benchmark::State& state) {
 }
 BENCHMARK(BM_MutexCondvarHop)->UseRealTime();
 
-// One incoming report checked against 32 pending requests; the answer is the
-// last one, so every request is looked at.
-void BM_RapMatch32Pending(benchmark::State& state) {
-    std::vector<devio::DeviceRequest> pending;
-    pending.reserve(32);
-    for (std::uint8_t i = 0; i < 32; ++i) {
-        pending.emplace_back(std::vector<std::uint8_t>{0x10, 0xFF, static_cast<std::uint8_t>(i + 1), 0x1A, i, 0x00});
-        pending.back().add_match_position(0);
-    }
-    const std::vector<std::uint8_t> report = {0x11, 0xFF, 32, 0x1A, 31, 0x55, 0x66, 0x77,
-                                              0,    0,    0,  0,    0,  0,    0,    0,
-                                              0,    0,    0,  0};
-    for (auto _ : state) {
-        const devio::DeviceRequest* found = nullptr;
-        for (const auto& r : pending) {
-            if (r.matches(report)) {
-                found = &r;
-                break;
-            }
+// Matching one incoming report against the pending requests of a device,
+// with 1, 8 and 32 waiting. Request i asks feature i + 1 and must see its
+// first parameter repeated; the report answers the last one, so every
+// request is looked at. Each lookup is one out-of-line call so that
+// callgrind can count it alone (--toggle-collect='*Lookup*').
+struct PendingSet {
+    explicit PendingSet(std::uint8_t count) {
+        for (std::uint8_t i = 0; i < count; ++i) {
+            auto request = std::make_shared<devio::DeviceRequest>(
+                std::vector<std::uint8_t>{0x10, 0xFF, static_cast<std::uint8_t>(i + 1), 0x1A, i, 0x00});
+            request->add_match_position(0);
+            table.push_back(request->request(), request->match_positions());
+            requests.push_back(std::move(request));
         }
-        benchmark::DoNotOptimize(found);
+        const std::uint8_t last = count - 1;
+        report = {0x11, 0xFF, count, 0x1A, last, 0x55, 0x66, 0x77, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     }
+    std::deque<std::shared_ptr<devio::DeviceRequest>> requests;
+    devio::rap::match_table table;
+    std::vector<std::uint8_t> report;
+};
+
+// The reference: each request behind its shared pointer, matched through its
+// own byte and position vectors (how the device kept them before the table).
+[[gnu::noinline]] std::size_t LookupPerRequest(const std::deque<std::shared_ptr<devio::DeviceRequest>>& pending,
+                                               std::span<const std::uint8_t> report) {
+    auto it = std::find_if(pending.begin(), pending.end(), [&](const auto& r) { return r->matches(report); });
+    return static_cast<std::size_t>(it - pending.begin());
 }
-BENCHMARK(BM_RapMatch32Pending);
+
+[[gnu::noinline]] std::size_t LookupTable(const devio::rap::match_table& table, std::span<const std::uint8_t> report) {
+    return table.find(report);
+}
+
+void BM_RapMatchPerRequest(benchmark::State& state) {
+    const PendingSet set(static_cast<std::uint8_t>(state.range(0)));
+    const std::span<const std::uint8_t> report(set.report);
+    for (auto _ : state) benchmark::DoNotOptimize(LookupPerRequest(set.requests, report));
+    if (LookupPerRequest(set.requests, report) != set.requests.size() - 1) state.SkipWithError("wrong request");
+}
+BENCHMARK(BM_RapMatchPerRequest)->Arg(1)->Arg(8)->Arg(32);
+
+void BM_RapMatchTable(benchmark::State& state) {
+    const PendingSet set(static_cast<std::uint8_t>(state.range(0)));
+    const std::span<const std::uint8_t> report(set.report);
+    for (auto _ : state) benchmark::DoNotOptimize(LookupTable(set.table, report));
+    if (LookupTable(set.table, report) != set.table.size() - 1) state.SkipWithError("wrong request");
+}
+BENCHMARK(BM_RapMatchTable)->Arg(1)->Arg(8)->Arg(32);
 
 }  // namespace

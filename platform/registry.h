@@ -27,6 +27,11 @@ constexpr Status kAccessDenied = 5;
 constexpr Status kInvalidHandle = 6;
 constexpr Status kInvalidParameter = 87;
 constexpr Status kMoreData = 234;
+// The store holds something where a key or value should be that cannot be
+// one (portable: a value that is not a readable file with a whole type, a
+// key that is a file), or reading it failed.
+constexpr Status kRegistryCorrupt = 1015;
+constexpr Status kRegistryIoFailed = 1016;
 
 constexpr std::uint32_t kNone = 0;
 constexpr std::uint32_t kSz = 1;
@@ -49,11 +54,14 @@ constexpr std::uint32_t kOpenedExistingKey = 2;
 
 // RegCreateKeyExW (no class, options 0). `disposition` may be null.
 Status CreateKey(Key root, const wchar_t* subkey, std::uint32_t access, Key* out, std::uint32_t* disposition);
-// RegOpenKeyExW. kFileNotFound when the key does not exist.
+// RegOpenKeyExW. kFileNotFound when the key does not exist; kAccessDenied
+// or kRegistryCorrupt when it cannot be opened for another reason.
 Status OpenKey(Key root, const wchar_t* subkey, std::uint32_t access, Key* out);
 // RegQueryValueExW: null `data` asks for the size only; a buffer smaller
 // than the value gives kMoreData with the needed size in *size. `name`
-// null or empty is the default value.
+// null or empty is the default value. kFileNotFound when the value does not
+// exist; kAccessDenied, kRegistryCorrupt or kRegistryIoFailed when it exists
+// but cannot be read.
 Status QueryValue(Key key, const wchar_t* name, std::uint32_t* type, void* data, std::uint32_t* size);
 // RegSetValueExW: stores exactly `size` bytes of `data`.
 Status SetValue(Key key, const wchar_t* name, std::uint32_t type, const void* data, std::uint32_t size);

@@ -1,7 +1,5 @@
 #include "devio/manager/device.h"
 
-#include <algorithm>
-
 #include "devio/core/errors.h"
 #include "devio/manager/feature_discovery.h"
 #include "devio/manager/rap_functions.h"
@@ -75,19 +73,31 @@ void CRapDevice::call(std::uint8_t feature_index, std::uint8_t function, std::sp
     {
         std::lock_guard lock(m_mutex);
         if (m_removed) return fail_now(finish, static_cast<std::uint32_t>(errc::DeviceRemoved));
-        m_pending.push_back(pending{request, request->get_future(), std::move(finish)});
+        m_matches.push_back(request->request(), request->match_positions());
+        try {
+            m_pending.push_back(pending{request, request->get_future(), std::move(finish)});
+        } catch (...) {
+            m_matches.erase(m_matches.size() - 1);
+            throw;
+        }
     }
     if (m_connection->write(bytes)) return;
     std::unique_lock lock(m_mutex);
-    for (auto it = m_pending.begin(); it != m_pending.end(); ++it) {
-        if (it->request != request) continue;
-        pending failed = std::move(*it);
-        m_pending.erase(it);
+    for (std::size_t row = 0; row < m_pending.size(); ++row) {
+        if (m_pending[row].request != request) continue;
+        pending failed = take_pending(row);
         lock.unlock();
         failed.request->fail(static_cast<std::uint32_t>(errc::WriteError));
         failed.finish(std::move(failed.answer));
         return;
     }
+}
+
+CRapDevice::pending CRapDevice::take_pending(std::size_t row) {
+    pending taken = std::move(m_pending[row]);
+    m_pending.erase(m_pending.begin() + static_cast<std::ptrdiff_t>(row));
+    m_matches.erase(row);
+    return taken;
 }
 
 void CRapDevice::on_report(std::span<const std::uint8_t> report) {
@@ -96,11 +106,9 @@ void CRapDevice::on_report(std::span<const std::uint8_t> report) {
     pending answered;
     {
         std::lock_guard lock(m_mutex);
-        auto it = std::find_if(m_pending.begin(), m_pending.end(),
-                               [&](const pending& p) { return p.request->matches(report); });
-        if (it == m_pending.end()) return;
-        answered = std::move(*it);
-        m_pending.erase(it);
+        const std::size_t row = m_matches.find(report);
+        if (row == rap::match_table::npos) return;
+        answered = take_pending(row);
     }
     answered.request->complete(report);
     future<response> params;
@@ -126,11 +134,12 @@ void CRapDevice::notify(std::span<const std::uint8_t> report) {
 }
 
 void CRapDevice::mark_removed() {
-    std::deque<pending> orphans;
+    std::vector<pending> orphans;
     {
         std::lock_guard lock(m_mutex);
         m_removed = true;
         orphans.swap(m_pending);
+        m_matches.clear();
     }
     for (auto& p : orphans) {
         p.request->fail(static_cast<std::uint32_t>(errc::DeviceRemoved));

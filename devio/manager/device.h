@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,6 +14,7 @@
 #include "devio/manager/feature.h"
 #include "devio/manager/hid_bus.h"
 #include "devio/rap/device_request.h"
+#include "devio/rap/match_table.h"
 
 namespace devio {
 
@@ -67,6 +67,8 @@ private:
     CRapDevice(std::shared_ptr<IRapConnection> connection, std::uint8_t software_id);
     void on_report(std::span<const std::uint8_t> report);
     void notify(std::span<const std::uint8_t> report);
+    // Removes one pending request, with its match row. Under the lock.
+    pending take_pending(std::size_t row);
     void fail_now(finish_fn& finish, std::uint32_t code);
     std::shared_ptr<IFeature> cached_feature(std::uint16_t feature_id);
     std::shared_ptr<IFeature> remember(std::uint16_t feature_id, std::shared_ptr<IFeature> made);
@@ -75,7 +77,9 @@ private:
     std::uint8_t m_software_id;
     mutable std::mutex m_mutex;
     bool m_removed = false;
-    std::deque<pending> m_pending;
+    // In sending order; row i of m_matches is m_pending[i]'s request.
+    std::vector<pending> m_pending;
+    rap::match_table m_matches;
     std::map<std::uint16_t, std::shared_ptr<IFeature>> m_features;
 };
 

@@ -28,6 +28,7 @@ public:
 
     // The answer must repeat the request's parameter byte at this index.
     void add_match_position(std::size_t parameter_index) { m_match_positions.push_back(parameter_index); }
+    const std::vector<std::size_t>& match_positions() const noexcept { return m_match_positions; }
 
     bool matches(std::span<const std::uint8_t> report) const noexcept {
         return rap::report_answers(report, m_request, m_match_positions);

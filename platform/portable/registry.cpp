@@ -3,16 +3,23 @@
 // percent-encoded, so "VID_1234&PID_5678" and "{GUID}" are safe file names.
 // Values are replaced through a rename, so a reader in another process sees
 // the old value or the new one, never half of each.
+//
+// The files can be damaged behind the registry's back (by hand, by a full
+// disk, by another program): whatever stands where a key or value should be,
+// the calls answer with a Win32 result code and never throw or block.
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <mutex>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "platform/registry.h"
 
@@ -37,7 +44,10 @@ fs::path RegistryRoot() {
         return fs::path(state) / "ffdrv-registry";
     if (const char* home = std::getenv("HOME"); home && *home)
         return fs::path(home) / ".local" / "state" / "ffdrv-registry";
-    return fs::temp_directory_path() / ("ffdrv-registry-" + std::to_string(getuid()));
+    std::error_code ec;
+    fs::path temp = fs::temp_directory_path(ec);
+    if (ec) temp = "/tmp";
+    return temp / ("ffdrv-registry-" + std::to_string(getuid()));
 }
 
 std::string EncodeName(const wchar_t* name) {
@@ -103,6 +113,89 @@ Key NewHandle(const fs::path& dir) {
 
 fs::path ValuePath(const fs::path& dir, const wchar_t* name) { return dir / (EncodeName(name) + ".val"); }
 
+constexpr std::size_t kTypeBytes = 4;
+
+// What an errno from opening or inspecting a key or value means: absent,
+// forbidden, or something in the way (a key that is a file, a link loop).
+Status StatusOfErrno(int error) {
+    switch (error) {
+    case ENOENT:
+        return kFileNotFound;
+    case EACCES:
+    case EPERM:
+        return kAccessDenied;
+    case EIO:
+        return kRegistryIoFailed;
+    default:
+        return kRegistryCorrupt;
+    }
+}
+
+// Whether `dir` is a key: kSuccess for a directory.
+Status KeyStatus(const fs::path& dir) {
+    struct stat info {};
+    if (::stat(dir.c_str(), &info) != 0) return StatusOfErrno(errno);
+    return S_ISDIR(info.st_mode) ? kSuccess : kRegistryCorrupt;
+}
+
+// One value file opened for reading, closed on scope exit. Opened without
+// blocking, so that a pipe left where a value should be cannot hang the
+// caller; anything but a regular file holding at least the type is damage.
+class ValueFile {
+public:
+    explicit ValueFile(const fs::path& path) {
+        m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        if (m_fd < 0) {
+            m_status = StatusOfErrno(errno);
+            return;
+        }
+        struct stat info {};
+        if (::fstat(m_fd, &info) != 0) {
+            m_status = kRegistryIoFailed;
+        } else if (!S_ISREG(info.st_mode) || info.st_size < static_cast<off_t>(kTypeBytes) ||
+                   static_cast<std::uint64_t>(info.st_size) - kTypeBytes > std::numeric_limits<std::uint32_t>::max()) {
+            m_status = kRegistryCorrupt;
+        } else {
+            m_length = static_cast<std::uint32_t>(info.st_size - static_cast<off_t>(kTypeBytes));
+            unsigned char header[kTypeBytes];
+            m_status = ReadAt(0, header, kTypeBytes);
+            for (int i = 3; i >= 0; --i) m_type = (m_type << 8) | header[i];
+        }
+    }
+    ~ValueFile() {
+        if (m_fd >= 0) ::close(m_fd);
+    }
+    ValueFile(const ValueFile&) = delete;
+    ValueFile& operator=(const ValueFile&) = delete;
+
+    Status status() const { return m_status; }
+    std::uint32_t type() const { return m_type; }
+    std::uint32_t length() const { return m_length; }
+    Status ReadData(void* data) { return ReadAt(kTypeBytes, data, m_length); }
+
+private:
+    // Exactly `size` bytes from `offset`; a file that shrank meanwhile is
+    // damage like a short one.
+    Status ReadAt(std::size_t offset, void* data, std::size_t size) {
+        auto* out = static_cast<unsigned char*>(data);
+        while (size > 0) {
+            const ssize_t got = ::pread(m_fd, out, size, static_cast<off_t>(offset));
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) return kRegistryIoFailed;
+            if (got == 0) return kRegistryCorrupt;
+            out += got;
+            offset += static_cast<std::size_t>(got);
+            size -= static_cast<std::size_t>(got);
+        }
+        return kSuccess;
+    }
+
+    int m_fd = -1;
+    Status m_status = kSuccess;
+    std::uint32_t m_type = 0;
+    std::uint32_t m_length = 0;
+};
+
 }  // namespace
 
 Key CurrentUser() { return reinterpret_cast<Key>(kCurrentUserValue); }
@@ -128,8 +221,7 @@ Status OpenKey(Key root, const wchar_t* subkey, std::uint32_t, Key* out) {
     fs::path base;
     if (!Resolve(root, &base)) return kInvalidHandle;
     const fs::path dir = SubkeyPath(base, subkey);
-    std::error_code ec;
-    if (!fs::is_directory(dir, ec)) return kFileNotFound;
+    if (const Status status = KeyStatus(dir); status != kSuccess) return status;
     *out = NewHandle(dir);
     return kSuccess;
 }
@@ -138,23 +230,21 @@ Status QueryValue(Key key, const wchar_t* name, std::uint32_t* type, void* data,
     fs::path dir;
     if (!Resolve(key, &dir)) return kInvalidHandle;
     if (data != nullptr && size == nullptr) return kInvalidParameter;
-    std::ifstream in(ValuePath(dir, name), std::ios::binary);
-    if (!in) return kFileNotFound;
-    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (bytes.size() < 4) return kFileNotFound;
-    std::uint32_t storedType = 0;
-    for (int i = 3; i >= 0; --i) storedType = (storedType << 8) | static_cast<unsigned char>(bytes[i]);
-    const auto length = static_cast<std::uint32_t>(bytes.size() - 4);
-    if (type) *type = storedType;
+    ValueFile file(ValuePath(dir, name));
+    if (file.status() != kSuccess) return file.status();
+    const std::uint32_t length = file.length();
     if (data == nullptr) {
+        if (type) *type = file.type();
         if (size) *size = length;
         return kSuccess;
     }
     if (*size < length) {
+        if (type) *type = file.type();
         *size = length;
         return kMoreData;
     }
-    if (length) std::memcpy(data, bytes.data() + 4, length);
+    if (const Status status = file.ReadData(data); status != kSuccess) return status;
+    if (type) *type = file.type();
     *size = length;
     return kSuccess;
 }
@@ -163,22 +253,31 @@ Status SetValue(Key key, const wchar_t* name, std::uint32_t type, const void* da
     fs::path dir;
     if (!Resolve(key, &dir)) return kInvalidHandle;
     if (data == nullptr && size != 0) return kInvalidParameter;
-    std::error_code ec;
-    if (!fs::is_directory(dir, ec)) return kFileNotFound;
+    if (const Status status = KeyStatus(dir); status != kSuccess) return status;
     const fs::path target = ValuePath(dir, name);
     fs::path temp = target;
     temp += ".tmp" + std::to_string(getpid());
+    std::error_code ec;
+    bool written = false;
     {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out) return kAccessDenied;
-        const char header[4] = {static_cast<char>(type), static_cast<char>(type >> 8), static_cast<char>(type >> 16),
-                                static_cast<char>(type >> 24)};
-        out.write(header, 4);
-        if (size) out.write(static_cast<const char*>(data), size);
-        if (!out) return kAccessDenied;
+        if (out) {
+            const char header[kTypeBytes] = {static_cast<char>(type), static_cast<char>(type >> 8),
+                                             static_cast<char>(type >> 16), static_cast<char>(type >> 24)};
+            out.write(header, kTypeBytes);
+            if (size) out.write(static_cast<const char*>(data), size);
+            out.flush();
+            written = static_cast<bool>(out);
+        }
     }
-    fs::rename(temp, target, ec);
-    return ec ? kAccessDenied : kSuccess;
+    // A directory (or anything) in the value's place refuses the rename;
+    // the half-made file must not stay behind.
+    if (written) fs::rename(temp, target, ec);
+    if (!written || ec) {
+        fs::remove(temp, ec);
+        return kAccessDenied;
+    }
+    return kSuccess;
 }
 
 Status DeleteValue(Key key, const wchar_t* name) {

@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <sys/stat.h>
+
 #include <filesystem>
+#include <fstream>
 
 #include "platform/registry.h"
 
@@ -54,6 +57,52 @@ TEST_F(PortableRegistry, RootsAreSeparate) {
               reg::kSuccess);
     reg::CloseKey(key);
     EXPECT_EQ(reg::OpenKey(reg::CurrentUser(), L"Only\\Machine", reg::kKeyRead, &key), reg::kFileNotFound);
+}
+
+// Damage is told apart from absence, so that callers can report it; a
+// pipe in a value's place must not block the reader.
+TEST_F(PortableRegistry, DamagedValuesAreNotMissingOnes) {
+    reg::Key key = nullptr;
+    ASSERT_EQ(reg::CreateKey(reg::CurrentUser(), L"Damage", reg::kKeyAllAccess, &key, nullptr), reg::kSuccess);
+    const std::filesystem::path dir = std::filesystem::path(m_root) / "HKCU" / "damage";
+    std::filesystem::create_directory(dir / "folder.val");
+    ASSERT_EQ(mkfifo((dir / "pipe.val").c_str(), 0644), 0);
+    std::ofstream(dir / "cut.val") << "ab";
+    std::uint32_t value = 0, size = 4;
+    EXPECT_EQ(reg::QueryValue(key, L"Missing", nullptr, &value, &size), reg::kFileNotFound);
+    for (const wchar_t* name : {L"Folder", L"Pipe", L"Cut"}) {
+        size = 4;
+        EXPECT_EQ(reg::QueryValue(key, name, nullptr, &value, &size), reg::kRegistryCorrupt);
+        EXPECT_EQ(reg::QueryValue(key, name, nullptr, nullptr, &size), reg::kRegistryCorrupt);
+    }
+    reg::CloseKey(key);
+}
+
+TEST_F(PortableRegistry, AKeyThatIsAFileIsDamageNotAbsence) {
+    const std::filesystem::path root = std::filesystem::path(m_root) / "HKCU";
+    std::filesystem::create_directories(root);
+    std::ofstream(root / "plain");
+    reg::Key key = nullptr;
+    EXPECT_EQ(reg::OpenKey(reg::CurrentUser(), L"Plain", reg::kKeyRead, &key), reg::kRegistryCorrupt);
+    EXPECT_EQ(reg::OpenKey(reg::CurrentUser(), L"Plain\\Below", reg::kKeyRead, &key), reg::kRegistryCorrupt);
+    EXPECT_EQ(reg::OpenKey(reg::CurrentUser(), L"Absent\\Below", reg::kKeyRead, &key), reg::kFileNotFound);
+    EXPECT_EQ(key, nullptr);
+}
+
+// Whatever stands in the value's place, a failed write leaves no file of
+// its own behind.
+TEST_F(PortableRegistry, RefusedWriteLeavesNoTemporaryFile) {
+    reg::Key key = nullptr;
+    ASSERT_EQ(reg::CreateKey(reg::CurrentUser(), L"Blocked", reg::kKeyAllAccess, &key, nullptr), reg::kSuccess);
+    const std::filesystem::path dir = std::filesystem::path(m_root) / "HKCU" / "blocked";
+    std::filesystem::create_directory(dir / "value.val");
+    std::ofstream(dir / "value.val" / "inside");
+    const std::uint32_t v = 1;
+    EXPECT_NE(reg::SetValue(key, L"Value", reg::kDword, &v, 4), reg::kSuccess);
+    std::size_t entries = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) entries += entry.path().filename() != "value.val";
+    EXPECT_EQ(entries, 0u);
+    reg::CloseKey(key);
 }
 
 }  // namespace

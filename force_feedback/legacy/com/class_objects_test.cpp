@@ -41,6 +41,15 @@ TEST_F(ClassObjects, KnownClassRefusesIUnknownBeforeCreatingAnything) {
     EXPECT_EQ(BridgeThread(), nullptr);
 }
 
+// With no place for the answer nothing is made, written or started, for a
+// known class as for an unknown one.
+TEST_F(ClassObjects, NullOutPointerIsRefusedBeforeAnythingIsMade) {
+    EXPECT_EQ(DllGetClassObject(kClassTable[2].clsid, IID_IClassFactory, nullptr), E_POINTER);
+    EXPECT_EQ(DllGetClassObject(kUnknownClsid, IID_IClassFactory, nullptr), E_POINTER);
+    EXPECT_EQ(BridgeThread(), nullptr);
+    EXPECT_EQ(DllCanUnloadNow(), S_OK);
+}
+
 TEST_F(ClassObjects, EveryClassHandsOutAFactoryAndStartsTheBridge) {
     for (int index = 0; index < kClassCount; ++index) {
         SCOPED_TRACE(kClassTable[index].factoryName);

@@ -5,6 +5,8 @@
 #include "force_feedback/legacy/com/module.h"
 
 extern "C" FFDRV_EXPORT_API HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
+    // Nowhere to put an answer: refused before anything is made or written.
+    if (ppv == nullptr) return E_POINTER;
     *ppv = nullptr;
     int index = 0;
     while (index < kClassCount && !IsEqualCLSID(rclsid, kClassTable[index].clsid)) ++index;

@@ -44,4 +44,9 @@ TEST_F(ModuleExports, InterfaceOtherThanTheFactoryIsRefused) {
     EXPECT_EQ(m_module.canUnloadNow(), S_OK);
 }
 
+TEST_F(ModuleExports, NullOutPointerIsRefused) {
+    EXPECT_EQ(m_module.getClassObject(kClassTable[2].clsid, IID_IClassFactory, nullptr), E_POINTER);
+    EXPECT_EQ(m_module.canUnloadNow(), S_OK);
+}
+
 }  // namespace

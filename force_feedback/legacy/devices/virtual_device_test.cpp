@@ -219,6 +219,53 @@ TEST_F(VirtualDeviceTest, NewDownloadIgnoresParameterErrorsButUpdateReportsThem)
     EXPECT_EQ(State().dwLoad, 1u);
 }
 
+// A new download and an update of the same block agree on the axis count:
+// any non-zero count is the effect's to take, before and after a smaller or
+// larger one. One or two axes split the force by their directions (here
+// along x), any other count pushes along +y, so the force shows which list
+// the effect holds.
+struct AxisUpdateCase {
+    const char* name;
+    DWORD downloaded;
+    DWORD updated;
+};
+
+void PrintTo(const AxisUpdateCase& c, std::ostream* os) { *os << c.name; }
+
+class AxisUpdateTest : public VirtualDeviceTest, public ::testing::WithParamInterface<AxisUpdateCase> {
+protected:
+    const DIEFFECT* Block(DWORD count) {
+        std::vector<DWORD> axes(count);
+        std::vector<LONG> directions(count, 0);
+        for (DWORD i = 0; i < count; ++i) axes[i] = i << 8;
+        directions[0] = 5;
+        return m_block.Params(DICONSTANTFORCE{10000}).Cartesian(axes, directions).Get();
+    }
+    Force PlayedForce(DWORD handle) {
+        CEffect* effect = m_device.GetEffect(handle - 1);
+        if (effect == nullptr) return {};
+        effect->Start(0, 1);
+        return Tick(*effect, 8);
+    }
+    static Force Expected(DWORD count) { return count <= 2 ? Force{127, 0} : Force{0, 127}; }
+};
+
+TEST_P(AxisUpdateTest, NewDownloadAndUpdateTakeTheAxesAlike) {
+    const AxisUpdateCase& c = GetParam();
+    DWORD handle = 0;
+    ASSERT_EQ(m_device.DownloadEffect(kEffectConstant, &handle, Block(c.downloaded), kAllParams), S_OK);
+    EXPECT_EQ(PlayedForce(handle), Expected(c.downloaded));
+    EXPECT_EQ(m_device.DownloadEffect(kEffectConstant, &handle, Block(c.updated), kAllParams), S_OK);
+    EXPECT_EQ(PlayedForce(handle), Expected(c.updated));
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, AxisUpdateTest,
+                         ::testing::Values(AxisUpdateCase{"SameThirtyThree", 33, 33},
+                                           AxisUpdateCase{"TwoThenThirtyThree", 2, 33},
+                                           AxisUpdateCase{"ThirtyThreeThenTwo", 33, 2},
+                                           AxisUpdateCase{"OneThenTwoHundred", 1, 200}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 class EmptyHandleTest : public VirtualDeviceTest, public ::testing::WithParamInterface<DWORD> {};
 
 TEST_P(EmptyHandleTest, EmptyOrOutOfRangeHandlesTouchNothing) {

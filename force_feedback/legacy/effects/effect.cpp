@@ -29,6 +29,20 @@ std::unique_ptr<T[]> AllocateZeroed(DWORD count) {
     return std::unique_ptr<T[]>(new (std::nothrow) T[count]());
 }
 
+// Room for `count` entries: the array made the first time is kept while it
+// is large enough; a larger count gets a new, larger one. False, with the
+// old array kept, when no memory is left for it.
+template <typename T>
+bool MakeRoom(std::unique_ptr<T[]>* array, DWORD* capacity, DWORD count) {
+    if (*array && count <= *capacity) return true;
+    const DWORD size = count > kAxisArrayMinimum ? count : kAxisArrayMinimum;
+    auto larger = AllocateZeroed<T>(size);
+    if (!larger) return false;
+    *array = std::move(larger);
+    *capacity = size;
+    return true;
+}
+
 }  // namespace
 
 CEffect::CEffect() { (void)Tables(); }
@@ -103,28 +117,30 @@ bool CEffect::TakeEnvelope(const DIENVELOPE* envelope) {
     return true;
 }
 
+// Any non-zero count is taken, however many axes the device has: the
+// effect keeps what the application gave, and a new download and an update
+// take the same block the same way.
 HRESULT CEffect::TakeAxes(const DIEFFECT& effect) {
-    if (effect.cAxes == 0 || effect.cAxes > kMaxAxes) return E_INVALIDARG;
-    if (!m_axes) m_axes = AllocateZeroed<DWORD>(kMaxAxes);
-    if (!m_axes || effect.rgdwAxes == nullptr) return E_INVALIDARG;
+    if (effect.cAxes == 0 || effect.rgdwAxes == nullptr) return E_INVALIDARG;
+    if (!MakeRoom(&m_axes, &m_axesCapacity, effect.cAxes)) return E_INVALIDARG;
     m_axisCount = effect.cAxes;
-    std::memcpy(m_axes.get(), effect.rgdwAxes, effect.cAxes * sizeof(DWORD));
+    std::memcpy(m_axes.get(), effect.rgdwAxes, static_cast<std::size_t>(effect.cAxes) * sizeof(DWORD));
     return S_OK;
 }
 
 HRESULT CEffect::TakeDirections(const DIEFFECT& effect) {
-    if (effect.cAxes == 0 || effect.cAxes > kMaxAxes) return E_INVALIDARG;
-    if (!m_directions) m_directions = AllocateZeroed<LONG>(kMaxAxes);
-    if (!m_directions || effect.rglDirection == nullptr) return E_INVALIDARG;
+    if (effect.cAxes == 0 || effect.rglDirection == nullptr) return E_INVALIDARG;
+    if (!MakeRoom(&m_directions, &m_directionsCapacity, effect.cAxes)) return E_INVALIDARG;
     m_axisCount = effect.cAxes;
-    std::memcpy(m_directions.get(), effect.rglDirection, effect.cAxes * sizeof(LONG));
+    std::memcpy(m_directions.get(), effect.rglDirection, static_cast<std::size_t>(effect.cAxes) * sizeof(LONG));
     if (m_flags & DIEFF_POLAR) {
         // Signed remainder: a negative direction gives a negative angle that
         // the sine lookup later takes mod 256.
         m_directions[0] = ((m_directions[0] % kCentidegreesPerCircle) * kAngleUnitsPerCircle) / kCentidegreesPerCircle;
     } else if ((m_flags & DIEFF_CARTESIAN) && m_axes && m_axisCount >= 2) {
-        // Put the application's list in axis-instance order.
-        for (DWORD i = 0; i < m_axisCount; ++i) {
+        // Put the application's list in axis-instance order. The axes may
+        // have come with fewer entries than this call's count.
+        for (DWORD i = 0; i < m_axisCount && i < m_axesCapacity; ++i) {
             const DWORD n = ObjectInstance(m_axes[i]);
             if (n < m_axisCount) m_directions[i] = effect.rglDirection[n];
         }

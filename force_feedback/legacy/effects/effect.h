@@ -9,9 +9,10 @@
 #include "force_feedback/legacy/sim/sim_tick.h"
 
 inline constexpr DWORD kInfinite = 0xFFFFFFFF;
-// Axis and direction arrays are sized for this many entries on first use, so
-// a later call with more axes reuses the first allocation without overrun.
-inline constexpr DWORD kMaxAxes = 32;
+// Axis and direction arrays are made for at least this many entries, so that
+// a later call with a few more axes reuses the first allocation; a call with
+// more than the array holds gets a larger one rather than writing past it.
+inline constexpr DWORD kAxisArrayMinimum = 32;
 // No DirectInput type-specific block comes near this; larger ones are refused
 // rather than copied.
 inline constexpr DWORD kMaxTypeSpecificSize = 4096;
@@ -54,10 +55,11 @@ public:
     virtual HRESULT Start(DWORD ignored, DWORD iterations);
     virtual HRESULT Stop();
     // Takes the parameters named by `flags` (DIEP_*). S_OK; E_INVALIDARG for
-    // a zero, oversized or null axes/directions request or a type-specific
-    // block the effect cannot use (fields taken before the failing step stay
-    // taken, except that a rejected type-specific block leaves the effect
-    // untouched); E_POINTER for a null `effect`.
+    // a zero axis count, a null axes/directions array, arrays that cannot be
+    // allocated, or a type-specific block the effect cannot use (fields taken
+    // before the failing step stay taken, except that a rejected
+    // type-specific block leaves the effect untouched); E_POINTER for a null
+    // `effect`. Any non-zero axis count is taken.
     virtual HRESULT SetParameters(DWORD flags, const DIEFFECT* effect);
     // Advances the effect by one tick; always 1.
     virtual LONG Update(const SimTick* tick);
@@ -99,8 +101,14 @@ protected:
     // tick that ends a delay plays nothing.
     bool AdvanceAndPlays(const SimTick* tick);
     bool Active() const { return m_playing && m_delayLeft == 0; }
-    LONG Direction(DWORD i) const { return (m_directions && i < m_axisCount) ? m_directions[i] : 0; }
-    DWORD AxisInstance(DWORD i) const { return (m_axes && i < m_axisCount) ? ObjectInstance(m_axes[i]) : 0; }
+    // The axis count may have been set by the other array's call: each array
+    // is read only within its own size.
+    LONG Direction(DWORD i) const {
+        return (m_directions && i < m_axisCount && i < m_directionsCapacity) ? m_directions[i] : 0;
+    }
+    DWORD AxisInstance(DWORD i) const {
+        return (m_axes && i < m_axisCount && i < m_axesCapacity) ? ObjectInstance(m_axes[i]) : 0;
+    }
     const BYTE* TypeSpecific() const { return m_typeSpecific.get(); }
     DWORD TypeSpecificSize() const { return m_typeSpecificSize; }
     BYTE* MutableTypeSpecific() { return m_typeSpecific.get(); }
@@ -114,7 +122,9 @@ protected:
     DWORD m_triggerRepeatInterval = 0;
     DWORD m_axisCount = 0;
     std::unique_ptr<DWORD[]> m_axes;
+    DWORD m_axesCapacity = 0;
     std::unique_ptr<LONG[]> m_directions;
+    DWORD m_directionsCapacity = 0;
     std::unique_ptr<EffectEnvelope> m_envelope;
     DWORD m_typeSpecificSize = 0;
     std::unique_ptr<BYTE[]> m_typeSpecific;

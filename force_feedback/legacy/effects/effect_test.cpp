@@ -210,14 +210,11 @@ TEST_F(SetParametersTest, BlockSmallerThanTheOldestLayoutIsRefused) {
     EXPECT_EQ(E_INVALIDARG, effect.SetParameters(kAllParams, block.Get()));
 }
 
-TEST_F(SetParametersTest, ZeroOrOversizedAxisCountFailsButEarlierFieldsStay) {
+TEST_F(SetParametersTest, ZeroAxisCountFailsButEarlierFieldsStay) {
     block.Polar(9000).DurationMs(8).Params(DICONSTANTFORCE{10000});
-    for (DWORD count : {0u, 1000u, 0xFFFFFFFFu}) {
-        SCOPED_TRACE(count);
-        const DIEFFECT* e = block.Get();
-        block.effect.cAxes = count;
-        EXPECT_EQ(E_INVALIDARG, effect.SetParameters(kAllParams, e));
-    }
+    const DIEFFECT* e = block.Get();
+    block.effect.cAxes = 0;
+    EXPECT_EQ(E_INVALIDARG, effect.SetParameters(kAllParams, e));
     // The duration was taken before the failing step: one tick past 8 ms stops it.
     effect.Start(0, 1);
     Tick(effect, 8);
@@ -233,6 +230,56 @@ TEST_F(SetParametersTest, NullArraysWithTheirFlagsAreRefused) {
     EXPECT_EQ(E_INVALIDARG, effect.SetParameters(DIEP_AXES, e));
     block.effect.rglDirection = nullptr;
     EXPECT_EQ(E_INVALIDARG, effect.SetParameters(DIEP_DIRECTION, e));
+}
+
+// Axis lists of `count` Cartesian axes on instances 0, 1, 2, ... with
+// direction x = `x` on the first and 0 elsewhere.
+EffectBlock& ManyAxes(EffectBlock& block, DWORD count, LONG x) {
+    std::vector<DWORD> axes(count);
+    std::vector<LONG> directions(count, 0);
+    for (DWORD i = 0; i < count; ++i) axes[i] = i << 8;
+    directions[0] = x;
+    return block.Cartesian(axes, directions);
+}
+
+// No axis count but zero is refused, however many axes the device has; a
+// count beyond what the arrays were first made for gets larger arrays.
+// One or two axes split the force by their directions (here along x), any
+// other count pushes along +y, so the force shows which list the effect
+// holds.
+class AxisCountTest : public ::testing::TestWithParam<std::vector<DWORD>> {};
+
+TEST_P(AxisCountTest, EveryNonZeroCountIsTakenInTurn) {
+    CConstantEffect effect;
+    EffectBlock block;
+    block.Params(DICONSTANTFORCE{10000});
+    for (DWORD count : GetParam()) {
+        SCOPED_TRACE(count);
+        ASSERT_EQ(S_OK, effect.SetParameters(kAllParams, ManyAxes(block, count, 5).Get()));
+        effect.Start(0, 1);
+        EXPECT_EQ((count <= 2 ? Force{127, 0} : Force{0, 127}), Tick(effect, 8));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sequences, AxisCountTest,
+                         ::testing::Values(std::vector<DWORD>{33, 33}, std::vector<DWORD>{2, 33, 2},
+                                           std::vector<DWORD>{33, 2, 200, 2}, std::vector<DWORD>{1, 32, 33, 2}),
+                         [](const auto& info) {
+                             std::string name = "Counts";
+                             for (DWORD c : info.param) name += "_" + std::to_string(c);
+                             return name;
+                         });
+
+// Directions may come with a longer count than the axes did: the axes the
+// effect was never given read as instance 0, and nothing is read or written
+// outside either array.
+TEST_F(SetParametersTest, DirectionsWithMoreEntriesThanTheAxesStayInsideBothArrays) {
+    ASSERT_EQ(S_OK, effect.SetParameters(kAllParams, ManyAxes(block, 2, 5).Params(DICONSTANTFORCE{10000}).Get()));
+    ASSERT_EQ(S_OK, effect.SetParameters(DIEP_DIRECTION, ManyAxes(block, 40, 7).Get()));
+    effect.Start(0, 1);
+    EXPECT_EQ((Force{0, 127}), Tick(effect, 8));
+    ASSERT_EQ(S_OK, effect.SetParameters(DIEP_AXES | DIEP_DIRECTION, ManyAxes(block, 2, 5).Get()));
+    EXPECT_EQ((Force{127, 0}), Tick(effect, 8));
 }
 
 TEST_F(SetParametersTest, MoreAxesLaterReuseTheFirstArrays) {

@@ -3,10 +3,14 @@
 #include <atomic>
 #include <charconv>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
+#include <cwchar>
 #include <string>
+#include <type_traits>
 
 #include "force_feedback/legacy/settings/registry_entry.h"
+#include "platform/debug.h"
 #include "platform/muldiv.h"
 #include "platform/registry.h"
 
@@ -102,6 +106,59 @@ bool Utf16BytesToAscii(const unsigned char* bytes, std::uint32_t size, std::stri
     return true;
 }
 
+// One registry value being read for a setting. A value that exists but
+// cannot be used counts as missing (the caller's fall-back stands); unlike
+// a missing one it is worth a line in the debug trace, naming the device,
+// the value and what was wrong with it.
+class StoredValue {
+public:
+    template <class T>
+    StoredValue(DWORD deviceId, const wchar_t* name, const T* fallback) : m_deviceId(deviceId), m_name(name) {
+        if constexpr (std::is_floating_point_v<T>) {
+            std::swprintf(m_fallback, std::size(m_fallback), L"%g", *fallback);
+        } else {
+            std::swprintf(m_fallback, std::size(m_fallback), L"%u", static_cast<unsigned>(*fallback));
+        }
+    }
+
+    void Trace(const wchar_t* format, ...) const {
+        wchar_t detail[160];
+        std::va_list args;
+        va_start(args, format);
+        if (std::vswprintf(detail, std::size(detail), format, args) < 0) detail[std::size(detail) - 1] = L'\0';
+        va_end(args);
+        platform::DebugTrace(L"settings VID_%04X&PID_%04X: %ls: %ls\n", static_cast<unsigned>(m_deviceId >> 16),
+                             static_cast<unsigned>(m_deviceId & 0xFFFF), m_name, detail);
+    }
+
+    // Opens the settings key at `path` for reading; false for no path.
+    bool Open(CRegistryEntry* key, const wchar_t* path) const {
+        if (path == nullptr) return false;
+        if (key->Open(reg::CurrentUser(), path, reg::kKeyRead)) return true;
+        if (key->LastStatus() != reg::kFileNotFound)
+            Trace(L"its key is unreadable (error %ld); using %ls", static_cast<long>(key->LastStatus()), m_fallback);
+        return false;
+    }
+
+    // Reads the value, of at most `capacity` bytes.
+    bool Query(CRegistryEntry* key, void* buffer, std::uint32_t capacity, std::uint32_t* type,
+               std::uint32_t* size) const {
+        if (key->Query(m_name, buffer, capacity, type, size)) return true;
+        const reg::Status status = key->LastStatus();
+        if (status == reg::kMoreData) {
+            Trace(L"larger than %u bytes; using %ls", static_cast<unsigned>(capacity), m_fallback);
+        } else if (status != reg::kFileNotFound) {
+            Trace(L"unreadable (error %ld); using %ls", static_cast<long>(status), m_fallback);
+        }
+        return false;
+    }
+
+private:
+    DWORD m_deviceId;
+    const wchar_t* m_name;
+    wchar_t m_fallback[32];
+};
+
 }  // namespace
 
 CGlobalData::~CGlobalData() { Release(); }
@@ -194,30 +251,43 @@ LONG CGlobalData::CurveLookup(LONG value) const {
 }
 
 DWORD CGlobalData::ReadRegistryDword(const wchar_t* name, DWORD minimum, DWORD maximum, DWORD fallback) const {
+    const StoredValue stored(m_deviceId, name, &fallback);
     wchar_t path[kRegistryKeyLength];
     CRegistryEntry key;
-    if (!FormatRegistryKey(path, std::size(path)) || !key.Open(reg::CurrentUser(), path, reg::kKeyRead))
-        return fallback;
-    // The value type is not examined: any four bytes read as a number, so a
-    // REG_SZ "1" (31 00 00 00) reads as 49. intentional, keep
     DWORD value = 0;
     std::uint32_t size = 0;
-    if (!key.Query(name, &value, sizeof value, nullptr, &size) || size != sizeof value) return fallback;
+    std::uint32_t type = 0;
+    const wchar_t* keyPath = FormatRegistryKey(path, std::size(path)) ? path : nullptr;
+    if (!stored.Open(&key, keyPath) || !stored.Query(&key, &value, sizeof value, &type, &size)) return fallback;
+    if (size != sizeof value) {
+        stored.Trace(L"%u bytes, not 4; using %u", static_cast<unsigned>(size), static_cast<unsigned>(fallback));
+        return fallback;
+    }
+    // The value type is not examined: any four bytes read as a number, so a
+    // REG_SZ "1" (31 00 00 00) reads as 49. intentional, keep
+    if (type != reg::kDword) stored.Trace(L"type %u, not REG_DWORD; its 4 bytes read as a number", type);
     return value >= minimum && value <= maximum ? value : fallback;
 }
 
 double CGlobalData::ReadRegistryFloat(const wchar_t* name, double minimum, double maximum, double fallback) const {
+    const StoredValue stored(m_deviceId, name, &fallback);
     wchar_t path[kRegistryKeyLength];
     CRegistryEntry key;
-    if (!FormatRegistryKey(path, std::size(path)) || !key.Open(reg::CurrentUser(), path, reg::kKeyRead))
-        return fallback;
     unsigned char bytes[kFloatValueBytes];
     std::uint32_t size = 0;
     std::uint32_t type = 0;
-    if (!key.Query(name, bytes, sizeof bytes, &type, &size) || type != reg::kSz) return fallback;
+    const wchar_t* keyPath = FormatRegistryKey(path, std::size(path)) ? path : nullptr;
+    if (!stored.Open(&key, keyPath) || !stored.Query(&key, bytes, sizeof bytes, &type, &size)) return fallback;
+    if (type != reg::kSz) {
+        stored.Trace(L"type %u, not REG_SZ; using %g", type, fallback);
+        return fallback;
+    }
     std::string text;
     double value = 0;
-    if (!Utf16BytesToAscii(bytes, size, &text) || !ParseFloatText(text, &value)) return fallback;
+    if (!Utf16BytesToAscii(bytes, size, &text) || !ParseFloatText(text, &value)) {
+        stored.Trace(L"not a number; using %g", fallback);
+        return fallback;
+    }
     return value >= minimum && value <= maximum ? value : fallback;
 }
 

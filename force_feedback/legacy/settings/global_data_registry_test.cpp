@@ -135,6 +135,46 @@ TEST_F(RegistryTest, TypeIsNotExamined) {
     EXPECT_EQ(settings->GetForceEnabled(), 1u);  // 49 is out of its range
 }
 
+// Values the registry holds but the settings cannot use: each reads as if
+// it were missing (the current value stays) and leaves a trace line saying
+// what was wrong. On Windows the registry itself can hold all of these.
+struct UnusableCase {
+    const char* name;
+    std::uint32_t type;
+    std::vector<unsigned char> bytes;
+    const wchar_t* problem;
+};
+
+void PrintTo(const UnusableCase& c, std::ostream* os) { *os << c.name; }
+
+const UnusableCase kUnusableCases[] = {
+    {"NoBytes", reg::kDword, {}, L"0 bytes, not 4"},
+    {"TwoBytes", reg::kDword, {0x01, 0x00}, L"2 bytes, not 4"},
+    {"EightBytes", reg::kBinary, {0x01, 0, 0, 0, 0, 0, 0, 0}, L"larger than 4 bytes"},
+    {"BeyondTheQueryBuffer", reg::kBinary, std::vector<unsigned char>(5000, 0x01), L"larger than 4 bytes"},
+    // Four bytes of text read as a number (49), out of range for the switch.
+    {"TextOne", reg::kSz, {'1', 0, 0, 0}, L"type 1, not REG_DWORD"},
+};
+
+class UnusableValueTest : public RegistryTest, public ::testing::WithParamInterface<UnusableCase> {};
+
+TEST_P(UnusableValueTest, KeepsTheCurrentValueAndTracesWhy) {
+    const UnusableCase& c = GetParam();
+    auto settings = Open(Model::Zorvel);
+    settings->SetForceEnabled(0, 0, 1);
+    ASSERT_TRUE(m_key.Set(L"ForceEnabled", c.type, c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size())));
+    settings_test::TraceLines trace;
+    settings->LoadFromRegistry();
+    EXPECT_EQ(settings->GetForceEnabled(), 0u);
+    const auto lines = trace.Lines();
+    ASSERT_EQ(lines.size(), 1u) << "only the unusable value is traced";
+    EXPECT_NE(lines[0].find(L": ForceEnabled: "), std::wstring::npos) << std::string(lines[0].begin(), lines[0].end());
+    EXPECT_NE(lines[0].find(c.problem), std::wstring::npos) << std::string(lines[0].begin(), lines[0].end());
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, UnusableValueTest, ::testing::ValuesIn(kUnusableCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 TEST_F(RegistryTest, OnlySettingsMarkedForLoadingAreRead) {
     auto settings = Open(Model::Corrin);
     RawBlock raw(m_id);
@@ -295,13 +335,21 @@ INSTANTIATE_TEST_SUITE_P(Formats, FloatReadTest, ::testing::ValuesIn(kFloatCases
 
 TEST_F(RegistryTest, FloatRoundTripsAndRefusesOtherTypes) {
     auto settings = Open(Model::Tollund);
+    settings_test::TraceLines trace;
     EXPECT_EQ(settings->WriteRegistryFloat(L"Exact", 0.1), reg::kSuccess);
     EXPECT_EQ(settings->ReadRegistryFloat(L"Exact", 0, 1, 99), 0.1);
+    EXPECT_EQ(settings->ReadRegistryFloat(L"Missing", 0, 1, 99), 99);
+    EXPECT_TRUE(trace.Lines().empty());
     m_key.SetDword(L"Dword", 1);
     EXPECT_EQ(settings->ReadRegistryFloat(L"Dword", 0, 10, 99), 99);
+    EXPECT_EQ(trace.Count(L": Dword: type 4, not REG_SZ; using 99"), 1u);
     const std::wstring longText(300, L'1');
     m_key.SetText(L"Long", longText);
     EXPECT_EQ(settings->ReadRegistryFloat(L"Long", 0, 1e300, 99), 99);
+    EXPECT_EQ(trace.Count(L": Long: larger than 520 bytes"), 1u);
+    m_key.SetText(L"Word", L"one");
+    EXPECT_EQ(settings->ReadRegistryFloat(L"Word", 0, 10, 99), 99);
+    EXPECT_EQ(trace.Count(L": Word: not a number"), 1u);
 }
 
 }  // namespace

@@ -10,12 +10,14 @@ CRegistryEntry::~CRegistryEntry() { Close(); }
 
 bool CRegistryEntry::Create(reg::Key root, const wchar_t* subkey, std::uint32_t access, std::uint32_t* disposition) {
     Close();
-    return reg::CreateKey(root, subkey, access, &m_key, disposition) == reg::kSuccess;
+    m_status = reg::CreateKey(root, subkey, access, &m_key, disposition);
+    return m_status == reg::kSuccess;
 }
 
 bool CRegistryEntry::Open(reg::Key root, const wchar_t* subkey, std::uint32_t access) {
     Close();
-    return reg::OpenKey(root, subkey, access, &m_key) == reg::kSuccess;
+    m_status = reg::OpenKey(root, subkey, access, &m_key);
+    return m_status == reg::kSuccess;
 }
 
 bool CRegistryEntry::Close() {
@@ -35,8 +37,9 @@ bool CRegistryEntry::Query(const wchar_t* name, void* buffer, std::uint32_t capa
     unsigned char local[kQueryBufferSize];
     std::uint32_t length = sizeof local;
     std::uint32_t valueType = 0;
-    const reg::Status status = reg::QueryValue(m_key, name, &valueType, local, &length);
-    if (status != reg::kSuccess || length > capacity) return false;
+    m_status = reg::QueryValue(m_key, name, &valueType, local, &length);
+    if (m_status == reg::kSuccess && length > capacity) m_status = reg::kMoreData;
+    if (m_status != reg::kSuccess) return false;
     std::memcpy(buffer, local, length);
     if (type) *type = valueType;
     if (size) *size = length;

@@ -27,6 +27,10 @@ public:
     // `capacity`. `type` and `size` may be null.
     bool Query(const wchar_t* name, void* buffer, std::uint32_t capacity, std::uint32_t* type = nullptr,
                std::uint32_t* size = nullptr);
+    // The registry's result of the last Create, Open or Query (kMoreData for
+    // a value larger than Query's capacity): tells a key or value that is
+    // not there (kFileNotFound) from one that could not be read.
+    platform::reg::Status LastStatus() const { return m_status; }
     // REG_SZ whose stored size is the length times two, without the
     // terminating null: intentional, keep.
     bool SetString(const wchar_t* name, const wchar_t* text);
@@ -36,4 +40,5 @@ public:
 
 private:
     platform::reg::Key m_key = nullptr;
+    platform::reg::Status m_status = platform::reg::kSuccess;
 };

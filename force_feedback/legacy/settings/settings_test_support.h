@@ -1,15 +1,19 @@
 // Helpers shared by the settings tests: unique device IDs (so that test
 // processes running side by side never share a block or a registry key), a
 // raw view of a settings block for checking bytes at their record offsets,
-// and direct registry access under a device's key.
+// direct registry access under a device's key, and the debug trace lines
+// written while a test runs.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "force_feedback/legacy/settings/registry_entry.h"
+#include "platform/debug.h"
 #include "platform/registry.h"
 #include "platform/shared_memory.h"
 
@@ -116,6 +120,47 @@ public:
 
 private:
     std::wstring m_path;
+};
+
+// Collects the debug trace for its lifetime (one at a time per process).
+class TraceLines {
+public:
+    TraceLines() {
+        Clear();
+        platform::SetTraceHook(&Hook);
+    }
+    ~TraceLines() { platform::SetTraceHook(nullptr); }
+    TraceLines(const TraceLines&) = delete;
+    TraceLines& operator=(const TraceLines&) = delete;
+
+    std::vector<std::wstring> Lines() const {
+        std::lock_guard lock(Mutex());
+        return Store();
+    }
+    // Lines that contain `text`.
+    std::size_t Count(const std::wstring& text) const {
+        std::size_t count = 0;
+        for (const auto& line : Lines()) count += line.find(text) != std::wstring::npos;
+        return count;
+    }
+    void Clear() {
+        std::lock_guard lock(Mutex());
+        Store().clear();
+    }
+
+private:
+    static void Hook(const wchar_t*, const wchar_t* message) {
+        std::lock_guard lock(Mutex());
+        Store().emplace_back(message);
+    }
+    static std::mutex& Mutex() {
+        static std::mutex mutex;
+        return mutex;
+    }
+    static std::vector<std::wstring>& Store() {
+        static std::vector<std::wstring> lines;
+        return lines;
+    }
 };
 
 }  // namespace settings_test
