@@ -7,24 +7,27 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "platform/portable/sim_scheduler.h"
 
-// Every blocked thread sleeps on a condition variable of its own, and whoever
-// makes a wait's condition true wakes exactly that thread: an event knows the
-// waits on it, a thread's completion-routine queue knows the thread's
-// alertable wait, and a deadline is the waiting thread's own timed sleep. With
-// one shared condition variable every wake-up and every new wait would rouse
-// every sleeping thread, so the cost of a device would grow with the number
-// of devices.
+// Every blocked thread sleeps on a slot of its own, and whoever makes a wait's
+// condition true wakes exactly that thread: an event knows the waits on it, a
+// thread's completion-routine queue knows the thread's alertable wait, and a
+// deadline is the waiting thread's own timed sleep. (With one shared condition
+// variable every wake-up and every new wait roused every sleeping thread, so
+// the cost of a device grew with the number of devices.)
 //
-// The one lock stays: it keeps the virtual clock's view of who is busy exact
-// (a thread is never seen idle while a wake-up for it is on its way), and the
-// virtual devices keep their state under it. In real-clock mode the paths that
-// find nothing to wait for (a manual event that is already set, a zero sleep
-// with no routine queued, a clock read) do not take it at all.
+// The one scheduler lock stays: it keeps the virtual clock's view of who is
+// busy exact (a thread is never seen idle while a wake-up for it is on its
+// way), and the virtual devices keep their state under it. A thread sleeps
+// without it, though, and on the real clock a set event hands its result
+// straight to the woken thread, which then returns without taking the lock
+// again, so a wake-up costs the woken thread one switch and never a second
+// one queueing for the lock its waker still holds. The paths that find nothing
+// to wait for, and plain timed sleeps, do not take the lock at all there.
 
 namespace platform {
 
@@ -45,26 +48,39 @@ struct SimEvent::Impl {
 namespace sched {
 using Micros = std::uint64_t;
 
+// Per thread: the queue of its completion routines and the slot it sleeps on.
+// Shared, so a waker can finish raising the slot even if the woken thread
+// runs on and ends at once.
+struct ApcQueue {
+    std::deque<std::function<void()>> routines;  // under the scheduler lock
+    std::atomic<std::size_t> queued{0};          // routines.size(), readable without the lock
+    Waiter* waiter = nullptr;                    // the thread's alertable wait, while blocked in one
+
+    std::mutex slotMutex;
+    std::condition_variable slotRaised;
+    std::uint64_t block = 0;  // under slotMutex: which of the thread's waits sleeps here
+    bool raised = false;      // under slotMutex
+};
+
 // One blocked thread: what it waits for and until when (clock microseconds).
+// Everything but `handed` is under the scheduler lock; `handed` is written
+// under it by the waker before the slot is raised, and read by the woken
+// thread after it saw the slot raised.
 struct Waiter {
     Micros deadline = ~Micros{0};
     SimEvent::Impl* event = nullptr;  // cleared if the event dies first
     ApcQueue* apcs = nullptr;         // null for a non-alertable wait
+    std::shared_ptr<ApcQueue> self;   // the waiting thread's slot
+    std::uint64_t block = 0;          // numbers the thread's waits, so a late raise is not taken for a new one
     bool participant = false;
+    bool registered = false;
     bool woken = false;
-    std::condition_variable wake;  // waited on with the scheduler lock
-};
-
-struct ApcQueue {
-    std::deque<std::function<void()>> routines;  // under the lock
-    // The size of `routines`, readable without the lock.
-    std::atomic<std::size_t> queued{0};
-    // The owning thread's alertable wait, while it is blocked in one.
-    Waiter* waiter = nullptr;
+    std::optional<SimWaitResult> handed;  // the wait's result, decided by the waker
 };
 }  // namespace sched
 
 namespace {
+using sched::ApcQueue;
 using sched::Micros;
 using sched::Waiter;
 constexpr Micros kNever = ~Micros{0};
@@ -78,6 +94,7 @@ struct Scheduler {
     Micros virtualNow = 0;
     int participants = 0;      // attached threads, busy or not
     int idleParticipants = 0;  // of those, blocked with no wake-up pending
+    // Blocked threads; one woken without a result stays here until it runs.
     std::vector<Waiter*> waiters;
 };
 
@@ -90,9 +107,43 @@ Scheduler& S() {
     return *scheduler;
 }
 
-thread_local std::shared_ptr<sched::ApcQueue> t_queue;
+// The lock is held for well under a microsecond at a time. A thread that finds
+// it taken tries again a few times before it sleeps: sleeping on it would cost
+// the very switch that a wake-up of one's own is meant to save. (No pause
+// instruction in the loop: under a hypervisor a pause loop can give the whole
+// virtual CPU away.)
+constexpr int kLockTries = 32;
+
+void Acquire(std::unique_lock<std::mutex>& lock) {
+    for (int i = 0; i < kLockTries; ++i) {
+        if (lock.try_lock()) return;
+    }
+    lock.lock();
+}
+
+std::unique_lock<std::mutex> LockScheduler() {
+    std::unique_lock lock(S().mutex, std::defer_lock);
+    Acquire(lock);
+    return lock;
+}
+
+thread_local std::shared_ptr<ApcQueue> t_queue;
 thread_local bool t_participant = false;
+
+ApcQueue& OwnQueue() {
+    if (!t_queue) t_queue = std::make_shared<ApcQueue>();
+    return *t_queue;
+}
 thread_local std::uint64_t t_wakeups = 0;
+thread_local std::uint64_t t_blocks = 0;
+
+// Raises made while the lock is held, to be done once it is released (see
+// DeferRaises); null when raises happen at once.
+struct PendingRaise {
+    std::shared_ptr<ApcQueue> slot;
+    std::uint64_t block;
+};
+thread_local std::vector<PendingRaise>* t_deferred = nullptr;
 
 Micros RealNow() {
     using namespace std::chrono;
@@ -101,22 +152,10 @@ Micros RealNow() {
 
 bool RealClock(const Scheduler& s) { return !s.virtualClock.load(std::memory_order_relaxed); }
 
-Micros NowLocked(const Scheduler& s) { return s.virtualClock.load(std::memory_order_relaxed) ? s.virtualNow : RealNow(); }
+Micros NowLocked(const Scheduler& s) { return RealClock(s) ? RealNow() : s.virtualNow; }
 
 void NoteIdleLocked(Scheduler& s) {
     if (s.idleParticipants == s.participants) s.allIdle.notify_all();
-}
-
-// Marks the waiter as released; the caller wakes its thread if it sleeps.
-bool ReleaseLocked(Scheduler& s, Waiter& w) {
-    if (w.woken) return false;
-    w.woken = true;
-    if (w.participant) --s.idleParticipants;
-    return true;
-}
-
-void WakeLocked(Scheduler& s, Waiter& w) {
-    if (ReleaseLocked(s, w)) w.wake.notify_one();
 }
 
 void Erase(std::vector<Waiter*>& list, Waiter* w) {
@@ -124,44 +163,144 @@ void Erase(std::vector<Waiter*>& list, Waiter* w) {
     if (it != list.end()) list.erase(it);
 }
 
-// Registers the waiter with everything that can end its wait, sleeps until
-// one of them does (an event, a routine, the virtual clock reaching its
-// deadline, or real time passing), and unregisters.
-void BlockLocked(Scheduler& s, std::unique_lock<std::mutex>& lock, Waiter& w) {
-    w.woken = false;
-    w.participant = t_participant;
+void RegisterLocked(Scheduler& s, Waiter& w) {
+    w.registered = true;
     s.waiters.push_back(&w);
     if (w.event != nullptr) w.event->waiters.push_back(&w);
     if (w.apcs != nullptr) w.apcs->waiter = &w;
+}
+
+void UnregisterLocked(Scheduler& s, Waiter& w) {
+    if (!w.registered) return;
+    w.registered = false;
+    Erase(s.waiters, &w);
+    if (w.event != nullptr) Erase(w.event->waiters, &w);
+    if (w.apcs != nullptr && w.apcs->waiter == &w) w.apcs->waiter = nullptr;
+}
+
+// Marks the waiter as no longer idle; false when something woke it already.
+bool ReleaseLocked(Scheduler& s, Waiter& w) {
+    if (w.woken) return false;
+    w.woken = true;
+    if (w.participant) --s.idleParticipants;
+    return true;
+}
+
+// Raises the slot if it still sleeps for the same wait. `slot` must be kept
+// alive by the caller: the woken thread may run on and end at once.
+void RaiseNow(ApcQueue& slot, std::uint64_t block) {
+    {
+        std::lock_guard guard(slot.slotMutex);
+        if (slot.block != block) return;
+        slot.raised = true;
+    }
+    slot.slotRaised.notify_one();
+}
+
+void Raise(const std::shared_ptr<ApcQueue>& slot, std::uint64_t block) {
+    if (t_deferred != nullptr) {
+        t_deferred->push_back({slot, block});
+        return;
+    }
+    const std::shared_ptr<ApcQueue> keep = slot;  // `slot` lives in the waiter, which may go at once
+    RaiseNow(*keep, block);
+}
+
+// For the span of a locked section that the caller is about to leave: the
+// threads it wakes are raised only after the lock is released, so that a woken
+// thread that runs at once, even on this CPU, does not find the lock still
+// taken. A raise that comes late for a wait that ended meanwhile (its time ran
+// out) is recognised by the wait's number and dropped.
+// Declare it before the lock, so that the lock is released first.
+class DeferRaises {
+public:
+    DeferRaises() { t_deferred = &m_pending; }
+    ~DeferRaises() {
+        t_deferred = nullptr;
+        for (const PendingRaise& r : m_pending) RaiseNow(*r.slot, r.block);
+    }
+    DeferRaises(const DeferRaises&) = delete;
+    DeferRaises& operator=(const DeferRaises&) = delete;
+
+private:
+    std::vector<PendingRaise> m_pending;
+};
+
+// Wakes the waiter's thread. With a result the wait is over: it is taken off
+// every list here and the thread returns the result without the lock.
+// Without one the thread looks again under the lock (a routine to run, a
+// deadline reached, a clock switched).
+void WakeLocked(Scheduler& s, Waiter& w, std::optional<SimWaitResult> result = std::nullopt) {
+    if (!ReleaseLocked(s, w)) return;
+    if (result) {
+        w.handed = result;
+        UnregisterLocked(s, w);
+    }
+    Raise(w.self, w.block);
+}
+
+// Sleeps on the thread's own slot until it is raised or the real-clock
+// deadline passes; true when it was raised.
+bool SleepOnSlot(ApcQueue& slot, Micros realDeadline) {
+    std::unique_lock guard(slot.slotMutex);
+    if (realDeadline == kNever) {
+        while (!slot.raised) slot.slotRaised.wait(guard);
+    } else {
+        const auto until = std::chrono::steady_clock::time_point(std::chrono::microseconds(realDeadline));
+        while (!slot.raised) {
+            if (slot.slotRaised.wait_until(guard, until) == std::cv_status::timeout) break;
+        }
+    }
+    const bool raised = slot.raised;
+    slot.raised = false;
+    return raised;
+}
+
+// Registers the waiter with everything that can end its wait and sleeps until
+// one of them does (an event, a routine, the virtual clock reaching its
+// deadline, or real time passing). Returns the result a waker handed over, with
+// the lock released; otherwise returns with the lock held and the waiter off
+// every list, for the caller to look again.
+std::optional<SimWaitResult> BlockLocked(Scheduler& s, std::unique_lock<std::mutex>& lock, Waiter& w) {
+    w.woken = false;
+    w.handed.reset();
+    w.participant = t_participant;
+    w.block = ++t_blocks;
+    {
+        std::lock_guard guard(w.self->slotMutex);
+        w.self->block = w.block;
+        w.self->raised = false;
+    }
+    RegisterLocked(s, w);
     if (w.participant) {
         ++s.idleParticipants;
         NoteIdleLocked(s);
     }
-    if (!RealClock(s) || w.deadline == kNever) {
-        while (!w.woken) {
-            w.wake.wait(lock);
-            ++t_wakeups;
-        }
-    } else {
-        const auto until = std::chrono::steady_clock::time_point(std::chrono::microseconds(w.deadline));
-        while (!w.woken) {
-            const bool timedOut = w.wake.wait_until(lock, until) == std::cv_status::timeout;
-            ++t_wakeups;
-            if (timedOut) ReleaseLocked(s, w);
-        }
+    const Micros realDeadline = RealClock(s) ? w.deadline : kNever;
+    lock.unlock();
+    const bool raised = SleepOnSlot(*w.self, realDeadline);
+    ++t_wakeups;
+    if (raised && w.handed) return w.handed;
+    Acquire(lock);
+    // Timed out, unless a waker got here between the time-out and the lock;
+    // its raise, done or still to come, is for this wait and is dropped by the
+    // next one.
+    if (!raised) ReleaseLocked(s, w);
+    UnregisterLocked(s, w);
+    if (w.handed) {
+        lock.unlock();
+        return w.handed;
     }
-    Erase(s.waiters, &w);
-    if (w.event != nullptr) Erase(w.event->waiters, &w);
-    if (w.apcs != nullptr) w.apcs->waiter = nullptr;
+    return std::nullopt;
 }
 
-SimWaitResult RunApcs(std::unique_lock<std::mutex>& lock, sched::ApcQueue& queue) {
+SimWaitResult RunApcs(std::unique_lock<std::mutex>& lock, ApcQueue& queue) {
     std::deque<std::function<void()>> due;
     due.swap(queue.routines);
     queue.queued.store(0, std::memory_order_relaxed);
     lock.unlock();
     for (auto& routine : due) routine();
-    lock.lock();
+    Acquire(lock);
     return SimWaitResult::kIoCompletion;
 }
 
@@ -170,7 +309,7 @@ SimWaitResult RunApcs(std::unique_lock<std::mutex>& lock, sched::ApcQueue& queue
 // queued for this thread, and a plain timed sleep, which nothing but time can
 // end. The last one sleeps without the lock, so that threads whose timers
 // expire together do not queue up for it on waking.
-bool FinishWithoutLock(SimEvent::Impl* event, std::uint32_t ms, sched::ApcQueue* queue, SimWaitResult* result) {
+bool FinishWithoutLock(SimEvent::Impl* event, std::uint32_t ms, ApcQueue* queue, SimWaitResult* result) {
     if (!RealClock(S())) return false;
     if (event == nullptr && queue == nullptr && ms != kSimInfinite) {
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -190,13 +329,15 @@ bool FinishWithoutLock(SimEvent::Impl* event, std::uint32_t ms, sched::ApcQueue*
 
 SimWaitResult WaitCore(SimEvent::Impl* event, std::uint32_t ms, bool alertable) {
     Scheduler& s = S();
-    sched::ApcQueue* queue = alertable ? sched::CurrentThreadQueue().get() : nullptr;
+    ApcQueue* queue = alertable ? &OwnQueue() : nullptr;
     SimWaitResult quick;
     if (FinishWithoutLock(event, ms, queue, &quick)) return quick;
-    std::unique_lock lock(s.mutex);
+    auto lock = LockScheduler();
     Waiter w;
     w.event = event;
     w.apcs = queue;
+    OwnQueue();
+    w.self = t_queue;
     w.deadline = ms == kSimInfinite ? kNever : NowLocked(s) + Micros{ms} * 1000;
     for (;;) {
         if (queue != nullptr && !queue->routines.empty()) return RunApcs(lock, *queue);
@@ -205,7 +346,7 @@ SimWaitResult WaitCore(SimEvent::Impl* event, std::uint32_t ms, bool alertable) 
             return SimWaitResult::kSignaled;
         }
         if (NowLocked(s) >= w.deadline) return SimWaitResult::kTimeout;
-        BlockLocked(s, lock, w);
+        if (const std::optional<SimWaitResult> handed = BlockLocked(s, lock, w)) return *handed;
     }
 }
 
@@ -230,11 +371,11 @@ void WakeAllLocked(Scheduler& s) {
 
 namespace sched {
 std::shared_ptr<ApcQueue> CurrentThreadQueue() {
-    if (!t_queue) t_queue = std::make_shared<ApcQueue>();
+    OwnQueue();
     return t_queue;
 }
 
-std::unique_lock<std::mutex> Lock() { return std::unique_lock(S().mutex); }
+std::unique_lock<std::mutex> Lock() { return LockScheduler(); }
 
 std::uint32_t TimeMsLocked() { return static_cast<std::uint32_t>(NowLocked(S()) / 1000); }
 
@@ -246,14 +387,34 @@ void QueueApcLocked(const std::shared_ptr<ApcQueue>& queue, std::function<void()
 
 void SetEventLocked(SimEvent::Impl* event) {
     Scheduler& s = S();
+    if (!RealClock(s)) {
+        // The woken threads look again under the lock, in the order the
+        // virtual clock has always seen: routines first, then the event.
+        event->signaled.store(true, std::memory_order_release);
+        for (Waiter* w : event->waiters) WakeLocked(s, *w);
+        return;
+    }
+    // On the real clock the set is handed over: a manual-reset event releases
+    // every waiter and stays set; an auto-reset one releases its oldest
+    // waiter and stays clear, or stays set when no one waits.
+    if (event->manual) {
+        event->signaled.store(true, std::memory_order_release);
+        const std::vector<Waiter*> all = event->waiters;
+        for (Waiter* w : all) WakeLocked(s, *w, SimWaitResult::kSignaled);
+        return;
+    }
+    // A waiter already woken for something else (a routine) looks at the
+    // event itself when it runs.
+    for (Waiter* w : event->waiters) {
+        if (w->woken) continue;
+        WakeLocked(s, *w, SimWaitResult::kSignaled);
+        return;
+    }
     event->signaled.store(true, std::memory_order_release);
-    // An auto-reset event releases one of them; the others see it taken and
-    // sleep again. Events here have one waiter as a rule.
-    for (Waiter* w : event->waiters) WakeLocked(s, *w);
 }
 
 std::size_t BlockedThreads() {
-    std::lock_guard lock(S().mutex);
+    auto lock = LockScheduler();
     return S().waiters.size();
 }
 
@@ -262,7 +423,7 @@ std::uint64_t ThreadWakeups() { return t_wakeups; }
 
 std::uint32_t SimTimeMs() {
     if (RealClock(S())) return static_cast<std::uint32_t>(RealNow() / 1000);
-    std::lock_guard lock(S().mutex);
+    auto lock = LockScheduler();
     return sched::TimeMsLocked();
 }
 
@@ -280,7 +441,8 @@ SimEvent::~SimEvent() {
 bool SimEvent::IsValid() const { return m_impl != nullptr; }
 
 void SimEvent::Set() {
-    auto lock = sched::Lock();
+    DeferRaises raises;
+    auto lock = LockScheduler();
     sched::SetEventLocked(m_impl.get());
 }
 
@@ -312,14 +474,14 @@ void SimTimerGuard::Activate() {
 void SimTimerGuard::Deactivate() { m_active = false; }
 
 SimParticipant::SimParticipant() {
-    std::lock_guard lock(S().mutex);
+    auto lock = LockScheduler();
     ++S().participants;
     m_counted = true;
 }
 
 SimParticipant::~SimParticipant() {
     Scheduler& s = S();
-    std::lock_guard lock(s.mutex);
+    auto lock = LockScheduler();
     if (m_counted) --s.participants;
     NoteIdleLocked(s);
 }
@@ -328,7 +490,7 @@ void SimParticipant::Attach() { t_participant = true; }
 
 bool UseVirtualClock(std::uint32_t startMs) {
     Scheduler& s = S();
-    std::lock_guard lock(s.mutex);
+    auto lock = LockScheduler();
     s.virtualClock.store(true, std::memory_order_relaxed);
     s.virtualNow = Micros{startMs} * 1000;
     WakeAllLocked(s);
@@ -337,7 +499,7 @@ bool UseVirtualClock(std::uint32_t startMs) {
 
 void UseRealClock() {
     Scheduler& s = S();
-    std::lock_guard lock(s.mutex);
+    auto lock = LockScheduler();
     s.virtualClock.store(false, std::memory_order_relaxed);
     WakeAllLocked(s);
     s.allIdle.notify_all();
@@ -347,7 +509,7 @@ bool IsVirtualClock() { return !RealClock(S()); }
 
 bool AdvanceVirtualClock(std::uint32_t ms) {
     Scheduler& s = S();
-    std::unique_lock lock(s.mutex);
+    auto lock = LockScheduler();
     if (RealClock(s)) return false;
     const Micros target = s.virtualNow + Micros{ms} * 1000;
     for (;;) {
