@@ -23,6 +23,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -86,6 +87,10 @@ struct Exports {
         if (mkdtemp(dir) != nullptr) {
             setenv("FFDRV_REGISTRY_ROOT", dir, 1);
             setenv("FFDRV_SHM_NAMESPACE", dir + 5, 1);
+            std::atexit([] {
+                std::error_code ignored;
+                std::filesystem::remove_all(std::getenv("FFDRV_REGISTRY_ROOT"), ignored);
+            });
         }
         // FFDRV_MODULE picks another build of the module, to compare.
         const char* other = std::getenv("FFDRV_MODULE");
