@@ -3,6 +3,7 @@
 // queue of completion routines (the portable stand-in for user APCs).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -28,5 +29,11 @@ std::unique_lock<std::mutex> Lock();
 std::uint32_t TimeMsLocked();
 void QueueApcLocked(const std::shared_ptr<ApcQueue>& queue, std::function<void()> routine);
 void SetEventLocked(SimEvent::Impl* event);
+
+// For tests of the wake-up logic: threads blocked in a clock wait right now,
+// and how many times the calling thread has come back from blocking in one
+// (wake-ups for it, time-outs and any spurious return alike).
+std::size_t BlockedThreads();
+std::uint64_t ThreadWakeups();
 
 }  // namespace platform::sched
