@@ -132,6 +132,7 @@ struct Device {
     Model model = Model::Pelvar;
     IDirectInputEffectDriver* driver = nullptr;
     std::mutex lock;
+    std::atomic<bool> churnWaiting{false};
     bool open = false;
     std::bitset<kSlots> used;
     DWORD types[kSlots] = {};  // effect type of each used slot
@@ -679,7 +680,10 @@ protected:
 
     void Churn(Rng& rng) {
         Device& d = rng() % 3 == 0 ? *m_devices[2] : RandomDevice(rng);  // the Prazen wheel often
+        // The callers step aside while the churn waits for its device.
+        d.churnWaiting = true;
         std::lock_guard lock(d.lock);
+        d.churnWaiting = false;
         const unsigned pick = rng() % 100;
         if (!d.open) {
             if (pick < 20) {
@@ -773,10 +777,17 @@ protected:
         for (int c = 0; c < kCallerThreads; ++c) {
             threads.emplace_back([&, rng = rngFor(c)]() mutable {
                 while (!stop.load()) {
+                    // A device busy with another caller or the churn is left
+                    // for the next round of the loop, as another of the
+                    // game's devices would be.
                     Device& d = RandomDevice(rng);
-                    std::lock_guard lock(d.lock);
+                    if (d.churnWaiting.load()) continue;
+                    std::unique_lock lock(d.lock, std::try_to_lock);
+                    if (!lock.owns_lock()) continue;
                     OneCall(d, rng);
+                    lock.unlock();
                     ++m_counters.calls;
+                    std::this_thread::yield();  // the other threads of the game get their turn
                 }
             });
         }
