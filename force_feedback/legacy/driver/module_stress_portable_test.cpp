@@ -813,7 +813,7 @@ protected:
                     api = NewSettingsApi();
                     if (api == nullptr) return m_failures.Add("no ISVJoyForceAPI from the class factory");
                 }
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                std::this_thread::yield();
             }
             api->Release();
         });
