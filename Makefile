@@ -3,6 +3,9 @@
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 30
+# How long the module stress test runs in the sanitizer builds (a few seconds
+# in the plain test run).
+STRESS_SECONDS ?= 25
 HAVE_MINGW := $(shell command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
 HAVE_MINGW32 := $(shell command -v i686-w64-mingw32-g++-posix >/dev/null 2>&1 && echo yes)
 HAVE_WINE := $(shell command -v wine >/dev/null 2>&1 && echo yes)
@@ -64,12 +67,12 @@ endif
 asan:
 	cmake --preset asan
 	cmake --build --preset asan -j$(JOBS)
-	ctest --preset asan -j$(JOBS)
+	FFDRV_STRESS_SECONDS=$(STRESS_SECONDS) ctest --preset asan -j$(JOBS)
 
 tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan -j$(JOBS)
-	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" ctest --preset tsan -j$(JOBS)
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" FFDRV_STRESS_SECONDS=$(STRESS_SECONDS) ctest --preset tsan -j$(JOBS)
 
 fuzz:
 	cmake --preset fuzz

@@ -142,8 +142,14 @@ bool SetFeature(File file, const void* report, ULONG length);
 constexpr DWORD kStatusPending = 259;
 constexpr DWORD kErrorOperationAborted = 995;
 
-// One overlapped request (an OVERLAPPED record). It must stay alive, at the
-// same address, until its completion routine has run or its event is set.
+// One overlapped request (an OVERLAPPED record). The issuer keeps it alive,
+// at the same address, until the request has completed and its completion
+// routine, if any, has run: to end a request early, CancelIo and then wait
+// alertably until the routine ran (or the event is set). Freeing it while a
+// request is in flight is a fault the backends contain rather than a write
+// into freed memory: the record stays with the request until it completes
+// and its routine is not called (win32), or the request is withdrawn from
+// the device (portable); either way a debug trace line reports it.
 class AsyncIo {
 public:
     AsyncIo();

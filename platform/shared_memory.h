@@ -32,7 +32,17 @@ std::size_t ViewGranularity();
 // (then its existing size stands, as with CreateFileMappingW). Null on
 // failure. `alreadyExisted` (may be null) is set true when another holder
 // had it open: the ERROR_ALREADY_EXISTS case.
-Mapping Create(const wchar_t* name, std::uint32_t size, bool* alreadyExisted);
+//
+// With `holdNew`, an object this call made stays held for the caller to set
+// up: every other Create of the name, from this process or another, waits
+// until the caller calls Publish (or closes it), so that nobody opens the
+// zero-filled block its creator is still filling. Nothing is held when the
+// object existed. Publish and the Create it ends belong on one thread.
+Mapping Create(const wchar_t* name, std::uint32_t size, bool* alreadyExisted, bool holdNew = false);
+
+// Ends the hold of a Create(..., holdNew = true) that made the object; does
+// nothing for any other mapping (null included).
+void Publish(Mapping mapping);
 
 // Maps the whole object read-write. Null for a null mapping or on failure.
 // `viewSize` (may be null) receives the number of bytes the view makes

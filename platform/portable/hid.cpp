@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "platform/debug.h"
 #include "platform/portable/virtual_hid.h"
 
 namespace platform::hid {
@@ -17,7 +18,7 @@ struct PreparsedOpaque {
     FfdrvVirtualDevice config;
 };
 struct AsyncIo::Impl {
-    DWORD status = 0;
+    std::shared_ptr<IoRecord> record;
 };
 
 namespace {
@@ -68,13 +69,30 @@ void CancelLocked(std::vector<vhid::Pending>& list, vhid::OpenFile* file, const 
 
 namespace platform::vhid {
 void CompleteLocked(const Pending& pending, DWORD error, DWORD bytes) {
-    pending.io->impl()->status = hid::StatusFor(error);
+    pending.record->status = hid::StatusFor(error);
     if (pending.completion != nullptr) {
-        hid::AsyncIo* io = pending.io;
+        std::shared_ptr<hid::IoRecord> record = pending.record;
         hid::IoCompletion completion = pending.completion;
-        sched::QueueApcLocked(pending.issuer, [=] { completion(error, bytes, io); });
+        sched::QueueApcLocked(pending.issuer, [=] {
+            hid::AsyncIo* owner = nullptr;
+            {
+                auto lock = sched::Lock();
+                owner = record->owner;
+            }
+            // The routine's argument is the AsyncIo; one freed meanwhile
+            // gets no call.
+            if (owner != nullptr) completion(error, bytes, owner);
+        });
     } else if (pending.event != nullptr) {
         sched::SetEventLocked(pending.event->impl());
+    }
+}
+
+void WithdrawLocked(const hid::IoRecord& record) {
+    auto mine = [&](const Pending& p) { return p.record.get() == &record; };
+    for (const std::shared_ptr<Device>& device : ListLocked()) {
+        std::erase_if(device->reads, mine);
+        std::erase_if(device->writes, mine);
     }
 }
 }  // namespace platform::vhid
@@ -269,17 +287,29 @@ bool SetFeature(File file, const void* report, ULONG length) {
 
 // ---- Overlapped I/O ----
 
-AsyncIo::AsyncIo() : m_impl(new Impl) {}
-AsyncIo::~AsyncIo() = default;
+AsyncIo::AsyncIo() : m_impl(new Impl{std::make_shared<IoRecord>()}) { m_impl->record->owner = this; }
+
+AsyncIo::~AsyncIo() {
+    bool inFlight = false;
+    {
+        auto lock = sched::Lock();
+        m_impl->record->owner = nullptr;
+        inFlight = m_impl->record->status == kStatusPending;
+        // Nothing may complete into the issuer's buffer or call its routine
+        // once the issuer has let the record go.
+        if (inFlight) vhid::WithdrawLocked(*m_impl->record);
+    }
+    if (inFlight) DebugTrace(L"hid: an overlapped record was freed while its request was in flight");
+}
 
 DWORD AsyncIo::Status() const {
     auto lock = sched::Lock();
-    return m_impl->status;
+    return m_impl->record->status;
 }
 
 void AsyncIo::Reset() {
     auto lock = sched::Lock();
-    m_impl->status = 0;
+    m_impl->record->status = 0;
 }
 
 bool WriteFileEx(File file, const void* data, DWORD length, AsyncIo* io, IoCompletion completion) {
@@ -290,8 +320,9 @@ bool WriteFileEx(File file, const void* data, DWORD length, AsyncIo* io, IoCompl
     if (!device.plugged) return Fail(kErrorDeviceNotConnected);
     if (length != device.config.outputReportLength) return Fail(kErrorInvalidParameter);
     if (device.writeMode == FFDRV_VIRTUAL_WRITE_FAIL) return Fail(kErrorGenFailure);
-    const vhid::Pending pending{open, io, completion, nullptr, sched::CurrentThreadQueue(), nullptr, length};
-    io->impl()->status = kStatusPending;
+    const vhid::Pending pending{open, io->impl()->record, completion, nullptr, sched::CurrentThreadQueue(), nullptr,
+                                length};
+    io->impl()->record->status = kStatusPending;
     switch (device.writeMode) {
     case FFDRV_VIRTUAL_WRITE_STALL:
         device.writes.push_back(pending);
@@ -315,9 +346,9 @@ bool StartRead(File file, void* data, DWORD length, AsyncIo* io, IoCompletion co
     auto lock = sched::Lock();
     vhid::Device& device = *open->device;
     if (!device.plugged) return Fail(kErrorDeviceNotConnected);
-    const vhid::Pending pending{
-        open, io, completion, event, sched::CurrentThreadQueue(), static_cast<std::uint8_t*>(data), length};
-    io->impl()->status = kStatusPending;
+    const vhid::Pending pending{open, io->impl()->record, completion, event, sched::CurrentThreadQueue(),
+                                static_cast<std::uint8_t*>(data), length};
+    io->impl()->record->status = kStatusPending;
     if (device.inputQueue.empty()) {
         device.reads.push_back(pending);
         return true;

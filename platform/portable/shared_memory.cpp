@@ -3,7 +3,8 @@
 // holders inside one process count as two):
 //   kGuardByte  - write-locked while a holder opens or closes, so that the
 //                 "am I alone" test and the following reset or unlink are
-//                 one step;
+//                 one step, and by a creator that asked for a hold until it
+//                 has set the new block up;
 //   kHolderByte - read-locked by every holder for as long as it is open.
 // Locks vanish with their process, so a crashed holder never keeps a stale
 // block alive for the next opener.
@@ -32,6 +33,7 @@ constexpr int kOpenAttempts = 64;
 struct Record {
     int fd;
     std::string name;
+    bool held;  // the guard is still ours: the creator is setting the block up
 };
 
 std::mutex g_viewsMutex;
@@ -90,7 +92,7 @@ bool JoinHolders(int fd, std::uint32_t size, bool* othersHold) {
 
 std::size_t ViewGranularity() { return 1; }
 
-Mapping Create(const wchar_t* name, std::uint32_t size, bool* alreadyExisted) {
+Mapping Create(const wchar_t* name, std::uint32_t size, bool* alreadyExisted, bool holdNew) {
     if (alreadyExisted) *alreadyExisted = false;
     if (TakeInjectedFault(Fault::kCreate)) return nullptr;
     const std::string posixName = PosixName(name);
@@ -107,13 +109,16 @@ Mapping Create(const wchar_t* name, std::uint32_t size, bool* alreadyExisted) {
         }
         bool othersHold = false;
         const bool joined = JoinHolders(fd, size, &othersHold);
-        SetLock(fd, kGuardByte, F_UNLCK, false);
+        // A creator that sets the block up keeps the guard until Publish:
+        // openers wait for it here, at the top of their own Create.
+        const bool held = joined && holdNew && !othersHold;
+        if (!held) SetLock(fd, kGuardByte, F_UNLCK, false);
         if (!joined) {
             close(fd);
             return nullptr;
         }
         if (alreadyExisted) *alreadyExisted = othersHold;
-        return reinterpret_cast<Mapping>(new Record{fd, posixName});
+        return reinterpret_cast<Mapping>(new Record{fd, posixName, held});
     }
     return nullptr;
 }
@@ -147,9 +152,19 @@ void Unmap(void* view) {
     munmap(view, length);
 }
 
+void Publish(Mapping mapping) {
+    if (mapping == nullptr || mapping == InvalidMapping()) return;
+    auto* record = reinterpret_cast<Record*>(mapping);
+    if (!record->held) return;
+    record->held = false;
+    SetLock(record->fd, kGuardByte, F_UNLCK, false);
+}
+
 void Close(Mapping mapping) {
     if (mapping == nullptr || mapping == InvalidMapping()) return;
     auto* record = reinterpret_cast<Record*>(mapping);
+    // A held guard is ours already (the lock belongs to this open), and goes
+    // with the descriptor below.
     SetLock(record->fd, kGuardByte, F_WRLCK, true);
     SetLock(record->fd, kHolderByte, F_UNLCK, false);
     // Alone under the guard: nobody can join before the name is gone, and a

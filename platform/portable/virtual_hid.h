@@ -14,6 +14,16 @@
 #include "platform/portable/sim_scheduler.h"
 #include "platform/virtual_hid_api.h"
 
+namespace platform::hid {
+// The part of an AsyncIo that its requests complete into. Shared with the
+// requests in flight and with their queued completion routines, so that it
+// lives as long as any of them does. Under sched::Lock().
+struct IoRecord {
+    DWORD status = 0;
+    AsyncIo* owner = nullptr;  // null once the AsyncIo is gone
+};
+}  // namespace platform::hid
+
 namespace platform::vhid {
 
 struct Recorded {
@@ -24,10 +34,13 @@ struct Recorded {
 
 struct OpenFile;
 
-// A read or write waiting on the device.
+// A read or write waiting on the device. It holds its record (the shared
+// part of the issuer's AsyncIo), not the AsyncIo: an issuer that frees the
+// AsyncIo too early withdraws the request, and a completion routine already
+// queued for it sees that the owner is gone.
 struct Pending {
     OpenFile* file;
-    hid::AsyncIo* io;
+    std::shared_ptr<hid::IoRecord> record;
     hid::IoCompletion completion;  // null: signal `event` instead
     SimEvent* event;
     std::shared_ptr<sched::ApcQueue> issuer;
@@ -65,6 +78,10 @@ void SendInputLocked(Device& device, std::int32_t x, std::int32_t y, std::uint64
 // Completes a pending request: status and bytes into its record, then its
 // completion routine queued to the issuing thread, or its event set.
 void CompleteLocked(const Pending& pending, DWORD error, DWORD bytes);
+
+// Takes the requests of `record` off every plugged device, uncompleted; for
+// an AsyncIo that goes while they are in flight.
+void WithdrawLocked(const hid::IoRecord& record);
 
 // The instance GUID DirectInput enumeration shows for a joystick ID.
 GUID InstanceGuid(std::uint32_t joystickId);

@@ -11,6 +11,7 @@ extern "C" {
 
 #include <cwchar>
 
+#include "platform/debug.h"
 #include "platform/win32/sim_event_impl.h"
 
 namespace platform::hid {
@@ -23,8 +24,11 @@ struct ControllerOpaque {
 };
 struct AsyncIo::Impl {
     OVERLAPPED overlapped;  // first: completion routines get its address back
-    AsyncIo* owner;
+    AsyncIo* owner;         // null once the AsyncIo is gone
     IoCompletion completion;
+    // A request with a completion routine holds the record until the routine
+    // has run, which can be after the I/O itself completed.
+    bool routineDue;
 };
 
 namespace {
@@ -52,7 +56,18 @@ void DeviceHeader(DIPROPHEADER* header, DWORD size, DWORD object, DWORD how) {
 
 VOID CALLBACK CompletionThunk(DWORD error, DWORD bytes, LPOVERLAPPED overlapped) {
     auto* impl = reinterpret_cast<AsyncIo::Impl*>(overlapped);
+    impl->routineDue = false;
+    // The record of an AsyncIo freed in flight was left to its request; this
+    // was the last use of it.
+    if (impl->owner == nullptr) {
+        delete impl;
+        return;
+    }
     impl->completion(error, bytes, impl->owner);
+}
+
+bool InFlight(const AsyncIo::Impl& impl) {
+    return impl.routineDue || static_cast<DWORD>(impl.overlapped.Internal) == kStatusPending;
 }
 
 PHIDP_PREPARSED_DATA Pp(Preparsed data) { return reinterpret_cast<PHIDP_PREPARSED_DATA>(data); }
@@ -219,7 +234,16 @@ bool SetFeature(File file, const void* report, ULONG length) {
 }
 
 AsyncIo::AsyncIo() : m_impl(new Impl{}) { m_impl->owner = this; }
-AsyncIo::~AsyncIo() = default;
+
+AsyncIo::~AsyncIo() {
+    if (!InFlight(*m_impl)) return;
+    // The system still writes into the record and queues its routine: leave
+    // it to the request (the routine frees it; a request without one keeps
+    // it for good, a small leak instead of a write into freed memory).
+    m_impl->owner = nullptr;
+    (void)m_impl.release();
+    DebugTrace(L"hid: an overlapped record was freed while its request was in flight");
+}
 DWORD AsyncIo::Status() const { return static_cast<DWORD>(m_impl->overlapped.Internal); }
 void AsyncIo::Reset() {
     HANDLE event = m_impl->overlapped.hEvent;
@@ -228,13 +252,17 @@ void AsyncIo::Reset() {
 }
 
 bool WriteFileEx(File file, const void* data, DWORD length, AsyncIo* io, IoCompletion completion) {
-    io->impl()->completion = completion;
-    return ::WriteFileEx(file, data, length, &io->impl()->overlapped, CompletionThunk);
+    AsyncIo::Impl& impl = *io->impl();
+    impl.completion = completion;
+    impl.routineDue = ::WriteFileEx(file, data, length, &impl.overlapped, CompletionThunk) != FALSE;
+    return impl.routineDue;
 }
 
 bool ReadFileEx(File file, void* data, DWORD length, AsyncIo* io, IoCompletion completion) {
-    io->impl()->completion = completion;
-    return ::ReadFileEx(file, data, length, &io->impl()->overlapped, CompletionThunk);
+    AsyncIo::Impl& impl = *io->impl();
+    impl.completion = completion;
+    impl.routineDue = ::ReadFileEx(file, data, length, &impl.overlapped, CompletionThunk) != FALSE;
+    return impl.routineDue;
 }
 
 bool ReadFileOverlapped(File file, void* data, DWORD length, AsyncIo* io, SimEvent* event) {

@@ -6,7 +6,9 @@
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
 
-CVJoystickDevice::~CVJoystickDevice() { m_thread.Stop(*this); }
+CVJoystickDevice::~CVJoystickDevice() { EndActivity(); }
+
+void CVJoystickDevice::StopActivity() { m_thread.Stop(*this); }
 
 HRESULT CVJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(m_effects, dwEffectId, pdwEffect, peff, dwFlags);

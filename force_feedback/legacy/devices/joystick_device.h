@@ -18,7 +18,8 @@
 // (RefreshSettings on the simulation thread).
 class CVJoystickDevice : public CVDevice {
 public:
-    // Stops the thread before the base destroys the effects.
+    // Model classes end the thread first (EndActivity); here only for a
+    // family object made without a model.
     ~CVJoystickDevice() override;
 
     HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
@@ -40,6 +41,9 @@ public:
 
 protected:
     explicit CVJoystickDevice(EffectFamily effects) : m_effects(effects) {}
+    // Stops and deletes the thread (its last pass writes the queued commands
+    // and the stop command).
+    void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
     HRESULT ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength);
 
@@ -68,12 +72,15 @@ protected:
 class CVFerollaJoystickDevice : public CVHiResJoystickDevice {
 public:
     CVFerollaJoystickDevice();
+    ~CVFerollaJoystickDevice() override { EndActivity(); }
 };
 class CVTavrinJoystickDevice : public CVHiResJoystickDevice {
 public:
     CVTavrinJoystickDevice();
+    ~CVTavrinJoystickDevice() override { EndActivity(); }
 };
 class CVOskraJoystickDevice : public CVLowResJoystickDevice {
 public:
     CVOskraJoystickDevice();
+    ~CVOskraJoystickDevice() override { EndActivity(); }
 };

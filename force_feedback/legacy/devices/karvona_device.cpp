@@ -7,7 +7,9 @@
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
 
-CVKarvonaStyleJoystickDevice::~CVKarvonaStyleJoystickDevice() {
+CVKarvonaStyleJoystickDevice::~CVKarvonaStyleJoystickDevice() { EndActivity(); }
+
+void CVKarvonaStyleJoystickDevice::StopActivity() {
     SendReleaseReport();
     m_thread.Stop(*this);
 }

@@ -16,7 +16,8 @@
 // mutex itself for the centring blocks.
 class CVKarvonaStyleJoystickDevice : public CVDevice {
 public:
-    // Release report first, then the thread, then the base.
+    // Model classes end the activity first (EndActivity); here only for a
+    // family object made without a model.
     ~CVKarvonaStyleJoystickDevice() override;
 
     HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
@@ -38,6 +39,9 @@ public:
 
 protected:
     CVKarvonaStyleJoystickDevice() = default;
+    // The release report first (the stick goes back to its own firmware),
+    // then the thread.
+    void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
 
 private:
@@ -50,4 +54,5 @@ private:
 class CVKarvonaJoystickDevice : public CVKarvonaStyleJoystickDevice {
 public:
     CVKarvonaJoystickDevice();
+    ~CVKarvonaJoystickDevice() override { EndActivity(); }
 };

@@ -8,7 +8,9 @@
 
 CVRumbleDevice::CVRumbleDevice(Model model) { BindSettings(CreateModelGlobalData(model), ModelDeviceId(model)); }
 
-CVRumbleDevice::~CVRumbleDevice() { m_thread.Stop(*this); }
+CVRumbleDevice::~CVRumbleDevice() { EndActivity(); }
+
+void CVRumbleDevice::StopActivity() { m_thread.Stop(*this); }
 
 HRESULT CVRumbleDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(EffectFamily::kRumble, dwEffectId, pdwEffect, peff, dwFlags);

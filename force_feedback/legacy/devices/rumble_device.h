@@ -20,7 +20,8 @@
 class CVRumbleDevice : public CVDevice {
 public:
     CVRumbleDevice() = default;
-    // Stops and deletes the thread before the base tears the table down.
+    // Model classes end the thread first (EndActivity); here for the bare
+    // family class.
     ~CVRumbleDevice() override;
 
     // The frame of the base with the rumble spring (7) and damper (8-10).
@@ -51,6 +52,8 @@ protected:
     explicit CVRumbleDevice(Model model);
     // The model's thread class; the bare family's formats nothing.
     virtual std::unique_ptr<CRumbleSimThread> NewSimThread();
+    // Stops and deletes the thread (its last pass sends the stop report).
+    void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
 
 private:
@@ -64,6 +67,7 @@ private:
     class CV##Codename##RumbleDevice final : public CVRumbleDevice {                               \
     public:                                                                                        \
         CV##Codename##RumbleDevice() : CVRumbleDevice(Model::Codename) {}                          \
+        ~CV##Codename##RumbleDevice() override { EndActivity(); }                                  \
                                                                                                    \
     protected:                                                                                     \
         std::unique_ptr<CRumbleSimThread> NewSimThread() override {                                \

@@ -31,9 +31,20 @@ public:
     // device then has no thread).
     HRESULT Start(CVDevice& device, std::unique_ptr<Thread> thread) {
         Stop(device);
-        if (!thread || thread->Begin() != 0) return E_FAIL;
+        if (!thread) return E_FAIL;
+        Thread* starting = thread.get();
+        {
+            // In place before the thread runs: its first pass may already ask
+            // the device whether it has a thread (settings refresh).
+            std::lock_guard lock(device.Mutex());
+            m_thread = std::move(thread);
+        }
+        if (starting->Begin() != 0) {
+            std::lock_guard lock(device.Mutex());
+            m_thread.reset();
+            return E_FAIL;
+        }
         std::lock_guard lock(device.Mutex());
-        m_thread = std::move(thread);
         SetHostOfEffects(device, m_thread.get(), /*simulatedOnly=*/false);
         return S_OK;
     }

@@ -47,6 +47,12 @@ CVDevice::~CVDevice() {
     ModuleDecrement();
 }
 
+void CVDevice::EndActivity() {
+    if (m_activityEnded) return;
+    m_activityEnded = true;
+    StopActivity();
+}
+
 void CVDevice::BindSettings(std::unique_ptr<CGlobalData> settings, DWORD deviceId) {
     m_settings = std::move(settings);
     if (!m_settings) return;

@@ -55,8 +55,9 @@ inline constexpr DWORD kEscapeFloatsOffset = 12;
 class CVDevice {
 public:
     CVDevice();
-    // Families stop their thread first; then the CInput and every effect go
-    // under the mutex, then the settings.
+    // The most derived class has stopped the device's activity already (see
+    // EndActivity); then the CInput and every effect go under the mutex,
+    // then the settings.
     virtual ~CVDevice();
     CVDevice(const CVDevice&) = delete;
     CVDevice& operator=(const CVDevice&) = delete;
@@ -115,6 +116,17 @@ public:
     DWORD Gain() const { return m_gain; }
 
 protected:
+    // The first step of destruction, run by the destructor of every concrete
+    // device class while the object is still whole: ends what runs on its own
+    // (the simulation thread, and what the family does on the way out), so
+    // that no thread calls into a device whose destruction has begun. A
+    // device deleted without Close gets no Close semantics here: only what
+    // its thread writes as it ends. Runs once; the family destructors call it
+    // too, for family classes made without a model.
+    void EndActivity();
+    // The family's part of EndActivity.
+    virtual void StopActivity() {}
+
     // The shared DownloadEffect of the families: `family` picks the classes.
     HRESULT DownloadEffectFrame(EffectFamily family, DWORD typeIndex, LPDWORD pdwEffect, LPCDIEFFECT peff,
                                 DWORD flags);
@@ -144,4 +156,5 @@ private:
     void UnpauseAndSwitchOn(bool switchOn);
 
     std::mutex m_mutex;
+    bool m_activityEnded = false;
 };

@@ -23,6 +23,7 @@ constexpr DWORD kStateSize = 12;
 class EscapeProbe : public CVProbeDevice {
 public:
     EscapeProbe() : CVProbeDevice(Model::Dastrin, 0) {}
+    ~EscapeProbe() override { EndActivity(); }
     BYTE selector = 0;
     std::vector<float> floats;
     int sendCalls = 0;

@@ -34,7 +34,9 @@ CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
     BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
 }
 
-CVWheelDevice::~CVWheelDevice() { m_thread.Stop(*this); }
+CVWheelDevice::~CVWheelDevice() { EndActivity(); }
+
+void CVWheelDevice::StopActivity() { m_thread.Stop(*this); }
 
 EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
@@ -155,7 +157,10 @@ std::wstring BridgeKeyOf(const CInput* input) {
 }
 }  // namespace
 
-CVPrazenWheelDevice::~CVPrazenWheelDevice() { LeaveBridge(); }
+void CVPrazenWheelDevice::StopActivity() {
+    LeaveBridge();
+    CVHiResWheelDevice::StopActivity();
+}
 
 HRESULT CVPrazenWheelDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVHiResWheelDevice::Open(joystickId);

@@ -30,6 +30,8 @@ inline constexpr HRESULT kNoThreadResult = static_cast<HRESULT>(0x80070006);
 
 class CVWheelDevice : public CVDevice {
 public:
+    // Model classes end the thread first (EndActivity); here only for a
+    // family object made without a model.
     ~CVWheelDevice() override;
 
     HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
@@ -61,6 +63,9 @@ public:
 
 protected:
     explicit CVWheelDevice(Model model);
+    // Stops and deletes the thread: its last pass writes the queued commands
+    // and the stop command, as when a thread ends.
+    void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
     HRESULT ApplyCentering(const CenteringProtocol& protocol, DWORD strength);
 
@@ -93,6 +98,7 @@ protected:
     class CV##Codename##WheelDevice : public Base {              \
     public:                                                      \
         CV##Codename##WheelDevice() : Base(Model::Codename) {}   \
+        ~CV##Codename##WheelDevice() override { EndActivity(); } \
     }
 
 FFDRV_WHEEL_MODEL(Quintar, CVHiResWheelDevice);
@@ -114,7 +120,7 @@ FFDRV_WHEEL_MODEL(Ravik, CVLowResWheelDevice);
 class CVPrazenWheelDevice : public CVHiResWheelDevice {
 public:
     CVPrazenWheelDevice() : CVHiResWheelDevice(Model::Prazen) {}
-    ~CVPrazenWheelDevice() override;
+    ~CVPrazenWheelDevice() override { EndActivity(); }
     // The wheel open; on success the wheel is entered in the bridge table.
     HRESULT Open(DWORD joystickId) override;
     // x, lo and hi are 32-bit floats passed as their bits. E_FAIL without a
@@ -125,6 +131,10 @@ public:
     bool EscapeSendFloats(BYTE selector, LPDIEFFESCAPE pesc, const std::vector<float>& floats) override;
     // The bound library wheel's two-byte value; false while none is bound.
     bool EscapeReadBytes(BYTE* out) override;
+
+protected:
+    // Leaves the bridge table, then ends the thread as every wheel does.
+    void StopActivity() override;
 
 private:
     void LeaveBridge();

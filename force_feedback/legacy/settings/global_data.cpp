@@ -176,7 +176,9 @@ void CGlobalData::Initialize(DWORD deviceId) {
     wchar_t name[64];
     FormatDeviceName(kSharedMemoryFormat, deviceId, name, std::size(name));
     bool existed = false;
-    m_mapping = shm::Create(name, kRecordSize, &existed);
+    // A block this call makes stays held until its defaults are in, so that
+    // a second opener never reads the zeros (ForceEnabled 0, strength 0).
+    m_mapping = shm::Create(name, kRecordSize, &existed, /*holdNew=*/true);
     if (m_mapping == shm::InvalidMapping()) return;
     // A null mapping is not tested for: Map then yields no block and the
     // getters fall back. intentional, keep
@@ -190,6 +192,7 @@ void CGlobalData::Initialize(DWORD deviceId) {
     }
     m_block = static_cast<GlobalDataRecord*>(view);
     if (!existed) SetDefaults();
+    shm::Publish(m_mapping);
 }
 
 DWORD CGlobalData::GetDeviceId() const { return m_deviceId; }

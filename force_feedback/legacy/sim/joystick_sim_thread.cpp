@@ -5,9 +5,12 @@
 #include "force_feedback/legacy/devices/virtual_device.h"
 
 namespace {
-// A cancelled read completes at once on every backend we know; this only
-// guards against a driver that never signals.
-constexpr std::uint32_t kCancelWaitMs = 1000;
+// A cancelled read completes at once on every backend we know; the waits for
+// it are bounded only against a driver that never signals (the backend then
+// keeps the record, see platform/hid.h). Alertable waits that ran another
+// request's completion routine do not count.
+constexpr std::uint32_t kCancelWaitMs = 50;
+constexpr unsigned kCancelTimeouts = 20;
 }  // namespace
 
 void CPolledInputRead::Start(platform::hid::File file, BYTE* buffer, unsigned length) {
@@ -33,8 +36,16 @@ bool CPolledInputRead::TakeCompleted() {
 void CPolledInputRead::Finish(platform::hid::File file) {
     if (m_pending) {
         platform::hid::CancelIo(file);
-        platform::SimWait(*m_event, kCancelWaitMs, /*alertable=*/true);
+        // The record and the buffer must outlive the request: wait until it
+        // has completed, not merely until the first wake-up.
+        unsigned timeouts = 0;
+        while (m_io.Status() == platform::hid::kStatusPending && timeouts < kCancelTimeouts) {
+            const platform::SimWaitResult woke = platform::SimWait(*m_event, kCancelWaitMs, /*alertable=*/true);
+            if (woke == platform::SimWaitResult::kTimeout || woke == platform::SimWaitResult::kFailed) ++timeouts;
+        }
         m_pending = false;
+        // A request that never completed may still set the event.
+        if (m_io.Status() == platform::hid::kStatusPending) return;
     }
     m_event.reset();
 }

@@ -23,8 +23,10 @@ public:
     // True once when the pending read has completed successfully; a read
     // that failed ends the reading.
     bool TakeCompleted();
-    // Cancels a read in flight and waits (bounded) for its event, so the
-    // buffer and the record may go away; then closes the event.
+    // Cancels a read in flight and waits until it has completed, so that
+    // the buffer and the record may go away; then closes the event. (The
+    // wait is bounded against a driver that never completes a cancelled
+    // read; the backend then keeps the record.)
     void Finish(platform::hid::File file);
 
 private:

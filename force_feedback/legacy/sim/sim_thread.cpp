@@ -12,8 +12,11 @@ namespace {
 constexpr DWORD kFullScale = 10000;
 constexpr unsigned kButtons = 32;
 // Completion routines of a cancelled read run during the next alertable
-// waits; this bounds how long the last pass waits for them.
-constexpr int kCancelDrainWaits = 50;
+// waits, at once on every backend we know. The read's record and this object
+// must outlive the routine, so the last pass waits for it; the bound only
+// guards against a driver that never completes (the backend then keeps the
+// record, see platform/hid.h).
+constexpr int kCancelDrainWaits = 1000;
 constexpr unsigned kCentreX = 1;
 constexpr unsigned kCentreY = 4;
 constexpr unsigned kCommandOffset = 1;
@@ -122,7 +125,9 @@ DWORD CSimThread::End() {
 bool CSimThread::IsRunning() const { return m_running && m_thread != nullptr; }
 
 bool CSimThread::RunOnce(bool stopping) {
-    if (m_firstPass) StartInputRead();
+    // A thread told to stop before its first pass has nothing to read for:
+    // a read started now would only have to be cancelled again.
+    if (m_firstPass && !stopping) StartInputRead();
     if (!stopping) {
         Tick();
         platform::SimSleep(0, /*alertable=*/true);  // lets the input completion run

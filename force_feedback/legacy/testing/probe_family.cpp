@@ -23,7 +23,9 @@ CVProbeDevice::CVProbeDevice(Model model, DWORD settingsId) {
     if (settingsId != 0) BindSettings(CreateModelGlobalData(model), settingsId);
 }
 
-CVProbeDevice::~CVProbeDevice() { m_thread.Stop(*this); }
+CVProbeDevice::~CVProbeDevice() { EndActivity(); }
+
+void CVProbeDevice::StopActivity() { m_thread.Stop(*this); }
 
 HRESULT CVProbeDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(EffectFamily::kLowResWheel, dwEffectId, pdwEffect, peff, dwFlags);

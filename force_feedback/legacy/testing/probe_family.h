@@ -55,6 +55,7 @@ public:
     CProbeSimThread* Thread() const { return m_thread.get(); }
 
 protected:
+    void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
 
 private:
