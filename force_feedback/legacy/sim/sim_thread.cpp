@@ -195,11 +195,18 @@ void CSimThread::StartInputRead() {
 void CSimThread::OnInputRead(DWORD error, DWORD, platform::hid::AsyncIo* io) {
     auto* self = static_cast<CSimThread*>(io->context);
     self->m_readPending = false;
-    // A failed or cancelled read (device gone, thread ending) is not
-    // reissued: a vanished device would otherwise fail reads in a loop.
-    if (error != 0) return;
-    self->UpdateInput();
-    self->ProcessTriggers();
+    if (error == 0) {
+        self->UpdateInput();
+        self->ProcessTriggers();
+    } else if (error != platform::hid::kErrorOperationAborted) {
+        // A failed read (device gone) is not reissued: a vanished device
+        // would otherwise fail reads in a loop.
+        return;
+    }
+    // A read cancelled while the thread goes on was taken along by a write
+    // given up after a stall (CancelIo ends every request this thread has on
+    // the handle): one read must stay outstanding, so it is issued again.
+    // The thread's own cancel as it ends comes after running is cleared.
     if (self->m_running) self->StartInputRead();
 }
 
