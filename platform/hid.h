@@ -138,8 +138,11 @@ bool SetFeature(File file, const void* report, ULONG length);
 
 // ---- Overlapped I/O ------------------------------------------------------
 
-// NTSTATUS of a request still in flight, as the overlapped record shows it.
+// NTSTATUS of a request still in flight, as the overlapped record shows it,
+// and of one that CancelIo ended (its completion routine gets
+// kErrorOperationAborted).
 constexpr DWORD kStatusPending = 259;
+constexpr DWORD kStatusCancelled = 0xC0000120u;
 constexpr DWORD kErrorOperationAborted = 995;
 
 // One overlapped request (an OVERLAPPED record). The issuer keeps it alive,

@@ -28,7 +28,6 @@ constexpr DWORD kErrorGenFailure = 31;
 constexpr DWORD kErrorInvalidParameter = 87;
 constexpr DWORD kErrorDeviceNotConnected = 1167;
 constexpr DWORD kErrorFileNotFound = 2;
-constexpr DWORD kStatusCancelled = 0xC0000120u;
 constexpr DWORD kStatusDeviceNotConnected = 0xC000009Du;
 constexpr NtStatus kHidpStatusInvalidReportLength = static_cast<NtStatus>(0xC0110003u);
 constexpr ULONG kFirstButtonByte = 5;

@@ -118,6 +118,10 @@ HRESULT CVWheelDevice::GetSetting(SVJOYFORCEPARAM* param) {
 }
 
 void CVWheelDevice::OnInputReport(const BYTE* report, unsigned length) {
+    if (m_row.statusRule == InputStatusRule::None) return;
+    // Escape command 1 sets the same value from the application's threads,
+    // under the device mutex.
+    std::lock_guard lock(Mutex());
     const LONG status = StatusAfterInput(m_row.statusRule, m_statusValue, report, length);
     if (status != m_statusValue) SetStatusValue(status);
 }

@@ -56,7 +56,8 @@ public:
     // again from the settings. kNoThreadResult without a thread.
     virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) = 0;
 
-    // The input completion of the simulation thread, with the report read.
+    // The input completion of the simulation thread, with the report read;
+    // takes the device mutex (the caller must not hold it).
     void OnInputReport(const BYTE* report, unsigned length);
     CWheelSimThread* Thread() const { return m_thread.get(); }
     const FamilyRow& Row() const { return m_row; }

@@ -27,10 +27,13 @@ void CPolledInputRead::Start(platform::hid::File file, BYTE* buffer, unsigned le
     m_pending = platform::hid::ReadFileOverlapped(file, buffer, length, &m_io, m_event.get());
 }
 
-bool CPolledInputRead::TakeCompleted() {
-    if (!m_pending || m_io.Status() == platform::hid::kStatusPending) return false;
+CPolledInputRead::Outcome CPolledInputRead::Take() {
+    if (!m_pending) return Outcome::kNothing;
+    const DWORD status = m_io.Status();
+    if (status == platform::hid::kStatusPending) return Outcome::kNothing;
     m_pending = false;
-    return m_io.Status() == 0;
+    if (status == 0) return Outcome::kCompleted;
+    return status == platform::hid::kStatusCancelled ? Outcome::kCancelled : Outcome::kNothing;
 }
 
 void CPolledInputRead::Finish(platform::hid::File file) {
@@ -53,10 +56,21 @@ void CPolledInputRead::Finish(platform::hid::File file) {
 bool CPolledInputSimThread::RunOnce(bool stopping) {
     if (stopping) m_read.Finish(GetDevice()->GetHidHandle());
     const bool go = CSimThread::RunOnce(stopping);
-    if (go && m_read.TakeCompleted()) {
-        UpdateInput();
-        ProcessTriggers();
-        StartInputRead();
+    if (!go) return go;
+    switch (m_read.Take()) {
+        case CPolledInputRead::Outcome::kCompleted:
+            UpdateInput();
+            ProcessTriggers();
+            StartInputRead();
+            break;
+        case CPolledInputRead::Outcome::kCancelled:
+            // A write given up after a stall cancels every request of this
+            // thread on the handle, the read included; one read must stay
+            // outstanding. (The thread's own cancel comes with stopping.)
+            StartInputRead();
+            break;
+        case CPolledInputRead::Outcome::kNothing:
+            break;
     }
     return go;
 }

@@ -17,12 +17,18 @@
 // Calling thread: that simulation thread only; no lock.
 class CPolledInputRead {
 public:
+    enum class Outcome {
+        kNothing,    // still in flight, or no read issued
+        kCompleted,  // completed with a report
+        kCancelled,  // ended by CancelIo
+    };
+
     // Issues the read; a read that cannot start is dropped and not retried,
     // so a vanished stick does not fail reads every pass.
     void Start(platform::hid::File file, BYTE* buffer, unsigned length);
-    // True once when the pending read has completed successfully; a read
-    // that failed ends the reading.
-    bool TakeCompleted();
+    // How the pending read ended, once; a read that failed otherwise ends
+    // the reading (kNothing).
+    Outcome Take();
     // Cancels a read in flight and waits until it has completed, so that
     // the buffer and the record may go away; then closes the event. (The
     // wait is bounded against a driver that never completes a cancelled
@@ -37,7 +43,8 @@ private:
 
 // Role: base of the joystick-family threads: runs the base pass and then
 // polls the input read; when the read has completed the report is taken
-// (positions, then trigger buttons) and the next read issued. Owner: the
+// (positions, then trigger buttons) and the next read issued, and a read that
+// was cancelled while the thread goes on is issued again. Owner: the
 // device. Threads and lock as CSimThread.
 class CPolledInputSimThread : public CSimThread {
 public:

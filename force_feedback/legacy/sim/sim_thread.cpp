@@ -54,8 +54,7 @@ CSimThread::CSimThread(CVDevice* device)
       m_queue(m_outputLength) {
     DWORD raw[6] = {};
     device->GetRawCalibration(raw);
-    m_position[0] = static_cast<LONG>(raw[kCentreX]);
-    m_position[1] = static_cast<LONG>(raw[kCentreY]);
+    m_position = {static_cast<LONG>(raw[kCentreX]), static_cast<LONG>(raw[kCentreY])};
 }
 
 CSimThread::~CSimThread() { End(); }
@@ -201,11 +200,18 @@ void CSimThread::StartInputRead() {
 void CSimThread::OnInputRead(DWORD error, DWORD, platform::hid::AsyncIo* io) {
     auto* self = static_cast<CSimThread*>(io->context);
     self->m_readPending = false;
-    // A failed or cancelled read (device gone, thread ending) is not
-    // reissued: a vanished device would otherwise fail reads in a loop.
-    if (error != 0) return;
-    self->UpdateInput();
-    self->ProcessTriggers();
+    if (error == 0) {
+        self->UpdateInput();
+        self->ProcessTriggers();
+    } else if (error != platform::hid::kErrorOperationAborted) {
+        // A failed read (device gone) is not reissued: a vanished device
+        // would otherwise fail reads in a loop.
+        return;
+    }
+    // A read cancelled while the thread goes on was taken along by a write
+    // given up after a stall (CancelIo ends every request this thread has on
+    // the handle): one read must stay outstanding, so it is issued again.
+    // The thread's own cancel as it ends comes after running is cleared.
     if (self->m_running) self->StartInputRead();
 }
 
@@ -215,9 +221,29 @@ void CSimThread::CancelInputRead() {
     for (int i = 0; m_readPending && i < kCancelDrainWaits; ++i) platform::SimSleep(i == 0 ? 0 : 1, true);
 }
 
-void CSimThread::UpdateInput() {
-    m_position[0] = static_cast<LONG>(m_device->GetAxisValue(0, m_inputBuffer.data(), m_inputLength));
-    m_position[1] = static_cast<LONG>(m_device->GetAxisValue(1, m_inputBuffer.data(), m_inputLength));
+void CSimThread::UpdateInput() { PublishPosition(ReadPositions()); }
+
+AxisPair CSimThread::ReadPositions() {
+    return {static_cast<LONG>(m_device->GetAxisValue(0, m_inputBuffer.data(), m_inputLength)),
+            static_cast<LONG>(m_device->GetAxisValue(1, m_inputBuffer.data(), m_inputLength))};
+}
+
+void CSimThread::PublishInput(const AxisPair& position, const AxisPair& velocity) {
+    std::lock_guard lock(m_device->Mutex());
+    m_position = position;
+    m_velocity = velocity;
+}
+
+void CSimThread::PublishPosition(const AxisPair& position) {
+    std::lock_guard lock(m_device->Mutex());
+    m_position = position;
+}
+
+void CSimThread::PublishVelocity(int axis, LONG velocity) {
+    LONG& published = m_velocity[axis == 0 ? 0 : 1];
+    if (published == velocity) return;  // most passes change nothing: no lock
+    std::lock_guard lock(m_device->Mutex());
+    published = velocity;
 }
 
 void CSimThread::ProcessTriggers() {

@@ -8,10 +8,12 @@
 // (created with the device as argument; Begin on open, End on close).
 // Calling threads: Begin/Pause/Resume/End and QueueReport from application
 // threads; everything else runs on the thread itself. Lock: the device mutex
-// for the pass over the effect table, never across a write; the report ring
-// is single-consumer and its producers are serialised by their own lock.
+// for the pass over the effect table and for handing each input report's
+// positions and velocities to the effects, never across a write; the report
+// ring is single-consumer and its producers are serialised by their own lock.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -67,6 +69,9 @@ void ScaleSums(ForceSums& sums, DWORD combinedGain, DWORD knee, const std::funct
 
 LONG ClampForce(LONG value);
 
+// X and Y of one reading, indexed by axis.
+using AxisPair = std::array<LONG, 2>;
+
 class CSimThread : public IEffectHost {
 public:
     explicit CSimThread(CVDevice* device);
@@ -104,7 +109,9 @@ public:
     // one in `*remembered` first.
     virtual void AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load, LONG* remembered, const SimTick& tick);
 
-    // IEffectHost.
+    // IEffectHost. Effects read positions and velocities under the device
+    // mutex: in the pass, and on an application thread when a playing
+    // condition takes new parameters.
     LONG GetRawPosition(int axis) override;
     LONG GetFilteredVelocity(int axis) override;
     void Sleep(DWORD milliseconds) override;
@@ -135,18 +142,28 @@ protected:
     void CancelInputRead();
     // Milliseconds since the previous call (since Begin for the first).
     DWORD TickLength();
+    // The raw X and Y of the report in the input buffer.
+    AxisPair ReadPositions();
+    // Hands what one input report brought to the effects in one step, under
+    // the device mutex, so that no effect sees one axis (or the velocity) of
+    // a report without the rest. This thread is the only writer, so it reads
+    // its own values without the lock.
+    void PublishInput(const AxisPair& position, const AxisPair& velocity);
+    void PublishPosition(const AxisPair& position);
+    void PublishVelocity(int axis, LONG velocity);
 
     std::atomic<bool> m_running{false};
     bool m_firstPass = true;
     DWORD m_buttonState = 0;
-    LONG m_position[2] = {};
-    LONG m_velocity[2] = {};
     LONG m_rememberedSlot[kHardwareSlots] = {kNoSlot, kNoSlot, kNoSlot};
 
 private:
     static void OnInputRead(DWORD error, DWORD bytes, platform::hid::AsyncIo* io);
     void ThreadProc(std::shared_ptr<platform::SimParticipant> participant);
 
+    // Written through the Publish operations only.
+    AxisPair m_position{};
+    AxisPair m_velocity{};
     std::unique_ptr<platform::Thread> m_thread;
     std::unique_ptr<platform::SimEvent> m_runEvent;
     CVDevice* m_device;

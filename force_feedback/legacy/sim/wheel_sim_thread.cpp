@@ -53,10 +53,9 @@ bool CWheelSimThread::RunOnce(bool stopping) {
 }
 
 void CWheelSimThread::UpdateInput() {
-    CSimThread::UpdateInput();
-    m_velocityEstimator.OnInput({m_position[0], m_position[1], 0, 0}, NowMs());
-    m_velocity[0] = m_velocityEstimator.Velocity(0);
-    m_velocity[1] = m_velocityEstimator.Velocity(1);
+    const AxisPair position = ReadPositions();
+    m_velocityEstimator.OnInput({position[0], position[1], 0, 0}, NowMs());
+    PublishInput(position, {m_velocityEstimator.Velocity(0), m_velocityEstimator.Velocity(1)});
     m_wheel->OnInputReport(InputBuffer(), InputReportLength());
 }
 
@@ -64,7 +63,7 @@ void CWheelSimThread::Tick() {
     // A wheel reports only when it moves: a wheel that went quiet has
     // stopped, and its damper must let go.
     m_velocityEstimator.OnPass(NowMs());
-    m_velocity[0] = m_velocityEstimator.Velocity(0);
+    PublishVelocity(0, m_velocityEstimator.Velocity(0));
     CSimThread::Tick();
 }
 

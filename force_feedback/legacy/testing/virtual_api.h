@@ -10,6 +10,8 @@ struct VirtualApi {
         : plug(Find<decltype(&FfdrvVirtualPlug)>(m, "FfdrvVirtualPlug")),
           unplug(Find<decltype(&FfdrvVirtualUnplug)>(m, "FfdrvVirtualUnplug")),
           setInput(Find<decltype(&FfdrvVirtualSetInput)>(m, "FfdrvVirtualSetInput")),
+          setWriteMode(Find<decltype(&FfdrvVirtualSetWriteMode)>(m, "FfdrvVirtualSetWriteMode")),
+          pendingIo(Find<decltype(&FfdrvVirtualPendingIo)>(m, "FfdrvVirtualPendingIo")),
           count(Find<decltype(&FfdrvVirtualReportCount)>(m, "FfdrvVirtualReportCount")),
           report(Find<decltype(&FfdrvVirtualGetReport)>(m, "FfdrvVirtualGetReport")),
           clear(Find<decltype(&FfdrvVirtualClearReports)>(m, "FfdrvVirtualClearReports")),
@@ -19,12 +21,15 @@ struct VirtualApi {
           now(Find<decltype(&FfdrvVirtualClockNow)>(m, "FfdrvVirtualClockNow")) {}
 
     bool Complete() const {
-        return plug && unplug && setInput && count && report && clear && useVirtual && useReal && advance && now;
+        return plug && unplug && setInput && setWriteMode && pendingIo && count && report && clear && useVirtual &&
+               useReal && advance && now;
     }
 
     decltype(&FfdrvVirtualPlug) plug;
     decltype(&FfdrvVirtualUnplug) unplug;
     decltype(&FfdrvVirtualSetInput) setInput;
+    decltype(&FfdrvVirtualSetWriteMode) setWriteMode;
+    decltype(&FfdrvVirtualPendingIo) pendingIo;
     decltype(&FfdrvVirtualReportCount) count;
     decltype(&FfdrvVirtualGetReport) report;
     decltype(&FfdrvVirtualClearReports) clear;
