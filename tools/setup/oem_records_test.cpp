@@ -60,7 +60,7 @@ TEST(OemRecords, EachProductNamesTheClassWhoseDriverMakesItsDevice) {
     }
     // The Oskra stick has no class of its own: the Nimbal driver makes its device.
     EXPECT_EQ(RecordOf(records, Model::Oskra).classIndex, 1);
-    EXPECT_EQ(RecordOf(records, Model::Oskra).oemName, L"Nimbal Force 3D");
+    EXPECT_EQ(RecordOf(records, Model::Oskra).oemName, L"Nimbal Joystick");
     // Two drivers make the Prazen device; the model's own wins over the legacy one.
     EXPECT_EQ(RecordOf(records, Model::Prazen).classIndex, 16);
     EXPECT_EQ(RecordOf(records, Model::Pelvar).classIndex, 12);
@@ -166,7 +166,7 @@ TEST(OemRecords, KeysComeParentFirstWithTheValuesDirectInputReads) {
     EXPECT_EQ(keys[0].path, L"VID_C7A5&PID_A201");
     ASSERT_EQ(keys[0].values.size(), 1u);
     EXPECT_EQ(keys[0].values[0].name, L"OEMName");
-    EXPECT_EQ(keys[0].values[0].text, L"Ferolla Force Stick");
+    EXPECT_EQ(keys[0].values[0].text, L"Ferolla Joystick");
     EXPECT_EQ(keys[1].path, L"VID_C7A5&PID_A201\\OEMForceFeedback");
     ASSERT_EQ(keys[1].values.size(), 2u);
     EXPECT_EQ(keys[1].values[0].text, L"{920B260C-BE85-4D30-8797-8BA0A23A5D53}");

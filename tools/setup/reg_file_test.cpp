@@ -35,7 +35,7 @@ TEST(RegFile, EachRecordDropsItsOldForceFeedbackKeyThenWritesItWhole) {
     ASSERT_NE(drop, std::wstring::npos);
     ASSERT_NE(write, std::wstring::npos);
     EXPECT_LT(drop, write);
-    EXPECT_EQ(Section(text, pelvar), L"[" + pelvar + L"]\r\n\"OEMName\"=\"Pelvar Driving Force\"");
+    EXPECT_EQ(Section(text, pelvar), L"[" + pelvar + L"]\r\n\"OEMName\"=\"Pelvar Racing Wheel\"");
     EXPECT_EQ(Section(text, pelvar + L"\\OEMForceFeedback"),
               L"[" + pelvar + L"\\OEMForceFeedback]\r\n"
               L"\"CLSID\"=\"{920B260B-BE85-4D30-8797-8BA0A23A5D53}\"\r\n"

@@ -215,7 +215,7 @@ void FillTypeSpecific(Download& d, DWORD type, unsigned axes, Rng& rng) {
 void BuildDownload(Download& d, DWORD type, BlockKind kind, Rng& rng) {
     d.kind = kind;
     unsigned axes = 1 + rng() % 2;
-    if (kind == BlockKind::ManyAxes) axes = kMaxAxes + 1;
+    if (kind == BlockKind::ManyAxes) axes = kAxisArrayMinimum + 1;
     std::vector<DWORD> ids;
     std::vector<LONG> directions;
     for (unsigned i = 0; i < axes; ++i) {
@@ -267,8 +267,8 @@ std::vector<HRESULT> UpdateResults(BlockKind kind, DWORD flags) {
         case BlockKind::NullEffect: return {E_POINTER};
         case BlockKind::ShortSize: return {E_INVALIDARG};
         case BlockKind::NoAxes: return {axes ? E_INVALIDARG : S_OK};
-        // More axes than an effect keeps: refused, or taken as far as it goes.
-        case BlockKind::ManyAxes: return axes ? std::vector<HRESULT>{E_INVALIDARG, S_OK} : std::vector<HRESULT>{S_OK};
+        // More axes than the arrays first hold: taken, new effect or update.
+        case BlockKind::ManyAxes: return {S_OK};
         case BlockKind::TinyTypeSpecific:
         case BlockKind::HugeTypeSpecific:
             return {(flags & DIEP_TYPESPECIFICPARAMS) ? E_INVALIDARG : S_OK};
