@@ -200,9 +200,15 @@ std::string PlotSvg(const PlayResult& result, const std::string& title) {
                     "\" font-family=\"sans-serif\" font-size=\"11\">\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
     s += "<text x=\"" + Num(kLeft) + "\" y=\"20\" font-size=\"14\">" + title + "</text>\n" + Axes(f, motors);
     s += Clipped(result, f);
-    for (const ReportMark& m : result.reports)
-        s += "<line x1=\"" + Num(f.X(m.timeMs)) + "\" x2=\"" + Num(f.X(m.timeMs)) + "\" y1=\"" + Num(kTop) + "\" y2=\"" +
-             Num(kTop + 6) + "\" stroke=\"#d62728\"/>\n";
+    // One tick per half pixel at most: a recording writes thousands.
+    std::string lastTick;
+    for (const ReportMark& m : result.reports) {
+        const std::string x = Num(std::round(f.X(m.timeMs) * 2) / 2);
+        if (x == lastTick) continue;
+        lastTick = x;
+        s += "<line x1=\"" + x + "\" x2=\"" + x + "\" y1=\"" + Num(kTop) + "\" y2=\"" + Num(kTop + 6) +
+             "\" stroke=\"#d62728\"/>\n";
+    }
     const std::vector<Trace> traces = TracesOf(result.family);
     for (const Trace& t : traces) s += Polyline(result, f, t);
     s += EffectMarks(result, f);

@@ -315,7 +315,10 @@
     };
   }
 
+  // A lane is compact: no legend (hovering tells the values) and no time
+  // labels of its own, so that its height goes to the force.
   function makeChart(box, title, note, height, series, columns, yRange, draw, cls) {
+    const compact = cls === 'lane';
     const wrap = el('div', { class: 'chart ' + (cls || '') });
     const h = el('h2', {}, title);
     if (note) { h.appendChild(document.createTextNode(' ')); h.appendChild(el('small', {}, note)); }
@@ -326,9 +329,11 @@
       height: height,
       series: [{ label: 'time', value: function (u, v) { return v === null ? '' : fmtMs(v); } }].concat(series),
       scales: { x: { time: false }, y: { range: yRange } },
-      axes: [xAxis(), { size: 56 }],
+      axes: [compact ? Object.assign(xAxis(), { size: 6, values: function (u, splits) { return splits.map(function () { return ''; }); } })
+                     : xAxis(),
+             { size: 56, space: compact ? 16 : 30 }],
       cursor: { sync: { key: 'ffplay' }, drag: { x: true, y: false, setScale: false }, points: { show: false } },
-      legend: { show: true, live: true },
+      legend: { show: !compact || series.length > 1, live: true },
       hooks: {
         drawClear: [function (u) { if (draw.under) draw.under(u); }],
         draw: [function (u) { if (draw.over) draw.over(u); }],
@@ -491,7 +496,9 @@
     makeOverview(box, commands[0]);
 
     // 1. What the reports command, with the range ends.
-    const stepped = uPlot.paths && uPlot.paths.stepped ? uPlot.paths.stepped({ align: 1 }) : undefined;
+    // Commands hold until the next report: steps, where every millisecond is
+    // there; a long run's lowest-and-highest pairs read better as lines.
+    const stepped = bucket <= 1 && uPlot.paths && uPlot.paths.stepped ? uPlot.paths.stepped({ align: 1 }) : undefined;
     makeChart(box, motors ? 'Motor reports' : 'Force reports',
       motors ? '(motor bytes as sent, 0-255; saturated at 254 and above, shaded)'
              : '(running force command as sent, -127..127, + comes from the right; ends of the range shaded)',
@@ -532,7 +539,7 @@
       const series = lanes[k].map(function (c, i) { return c ? { label: channels[i], stroke: i ? '#666' : colour, width: 1.5 } : null; })
         .filter(function (s) { return s; });
       makeChart(box, e.name, '(' + e.type + (summary.attributed ? '; alone, less the device\'s own forces' : '') +
-        '; shaded while it plays; D download, U update, \u25B6 start, \u25A0 stop, \u2715 destroy)', 120,
+        '; shaded while it plays; D download, U update, \u25B6 start, \u25A0 stop, \u2715 destroy)', 90,
         series, cols, motors ? [0, 260] : [-laneMax, laneMax],
         {
           under: function (u) { shade(u, e.intervals, 'rgba(44, 160, 44, 0.13)'); },
@@ -552,7 +559,7 @@
       makeChart(box, 'Device\'s own and not added up',
         '(own: what the device does with every effect muted, such as its centering spring; not added up: the whole ' +
         'less the own forces and every lane: what clipping, the strength setting\'s force curve and effects that do ' +
-        'not simply add took away or put in)', 140,
+        'not simply add took away or put in)', 110,
         series, cols, motors ? undefined : [-laneMax, laneMax],
         { under: function (u) { shade(u, data.stretches, 'rgba(214, 39, 40, 0.10)'); } }, 'lane');
     }
@@ -580,19 +587,19 @@
   };
 
   // A measured sequence of zooms and pans over the whole run, for the
-  // benchmark: report.html#bench.
-  function bench() {
-    const t0 = performance.now();
+  // benchmark: report.html#bench. uPlot draws in a microtask after each
+  // change, so each step waits for its drawing before the next.
+  async function bench() {
     const steps = 12;
+    const t0 = performance.now();
     for (let i = 0; i < steps; i++) {
       if (i % 3 === 0) zoom(0.25, duration * (i + 1) / (steps + 1));
       else if (i % 3 === 1) pan(0.5);
       else setView(0, duration);
+      await Promise.resolve();
+      await Promise.resolve();
     }
-    // uPlot draws in a microtask after each change; measure to the end of them.
-    return Promise.resolve().then(function () {
-      document.body.setAttribute('data-view-change-ms', ((performance.now() - t0) / steps).toFixed(1));
-    });
+    document.body.setAttribute('data-view-change-ms', ((performance.now() - t0) / steps).toFixed(1));
   }
 
   renderSummary();
