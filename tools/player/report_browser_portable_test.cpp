@@ -65,13 +65,13 @@ protected:
 
     // Runs headless Chromium on a file: URL; returns its exit status.
     int Browse(const fs::path& page, const fs::path& profile, const std::string& action, const fs::path& out,
-               const fs::path& log) {
+               const fs::path& log, const std::string& hash = "") {
         const std::string command =
             m_offline + "\"" + m_chromium +
             "\" --headless --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking "
             "--disable-component-update --disable-sync --disable-extensions --host-resolver-rules=\"MAP * ~NOTFOUND\" "
             "--user-data-dir=\"" + profile.string() + "\" --enable-logging=stderr --v=0 --virtual-time-budget=10000 " +
-            action + " \"file://" + fs::absolute(page).string() + "\" > \"" + out.string() + "\" 2> \"" +
+            action + " \"file://" + fs::absolute(page).string() + hash + "\" > \"" + out.string() + "\" 2> \"" +
             log.string() + "\"";
         return Shell(command);
     }
@@ -160,6 +160,23 @@ TEST_F(ReportInBrowserTest, OpensOfflineRunsCleanlyAndShowsThePrintedNumbers) {
     }
     EXPECT_EQ(expected.at("effect-caused-crash"), expected.at("clip-ms")) << "the crash and the corner clip together";
 
+    // Hovering the clipped report tells its meaning and the calls it
+    // answered; the wheel zooms in around the pointer.
+    ASSERT_EQ(Browse(page, dir / "profile", "--dump-dom", dir / "selftest.html", dir / "selftest.log", "#selftest"), 0);
+    const std::string selftest = ReadFile(dir / "selftest.html");
+    EXPECT_EQ(selftest.find("data-errors="), std::string::npos) << "the page caught errors";
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(selftest, m, std::regex("data-hover-text=\"([^\"]*)\""))) << "no hover";
+    const std::string hover = m[1];
+    EXPECT_NE(hover.find("OUT 00 11 08 01 80"), std::string::npos) << hover;
+    EXPECT_NE(hover.find("= force x=-127"), std::string::npos) << hover;
+    EXPECT_NE(hover.find("after download crash, start crash"), std::string::npos) << hover;
+    ASSERT_TRUE(std::regex_search(selftest, m, std::regex("data-view=\"(\\d+)-(\\d+)\""))) << "no zoom";
+    const int from = std::stoi(m[1]), to = std::stoi(m[2]);
+    EXPECT_LT(to - from, 4000) << "the wheel zoomed in";
+    EXPECT_LE(from, 3304);
+    EXPECT_GE(to, 3304) << "around the pointer";
+
     const fs::path shot = dir / "report.png";
     ASSERT_EQ(Browse(page, dir / "profile", "--window-size=1400,2600 --screenshot=\"" + shot.string() + "\"",
                      dir / "screenshot.txt", dir / "screenshot.log"),
@@ -170,6 +187,27 @@ TEST_F(ReportInBrowserTest, OpensOfflineRunsCleanlyAndShowsThePrintedNumbers) {
     EXPECT_EQ(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
     std::printf("screenshot of report.html: %s\n", shot.string().c_str());
 }
+
+// Pages of other families, and of a play without effects, run as cleanly.
+class ReportPageFamilyTest : public ReportInBrowserTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ReportPageFamilyTest, RunsCleanlyOffline) {
+    const fs::path dir = OutputDir(std::string("report-browser-") + GetParam());
+    ASSERT_EQ(Shell(std::string("\"") + FFPLAY_EXE + "\" --quiet --module \"" + FFDRV_MODULE_PATH + "\" --out \"" +
+                    (dir / "play").string() + "\" \"" + FFPLAY_EXAMPLES_DIR + "/" + GetParam() + ".ffs\" > /dev/null"),
+              0);
+    ASSERT_EQ(Browse(dir / "play" / "report.html", dir / "profile", "--dump-dom", dir / "dom.html", dir / "chromium.log",
+                     "#selftest"),
+              0);
+    const std::string dom = ReadFile(dir / "dom.html");
+    EXPECT_NE(dom.find("data-state=\"ready\""), std::string::npos);
+    EXPECT_EQ(dom.find("data-errors="), std::string::npos) << "the page caught errors";
+    EXPECT_FALSE(std::regex_search(ReadFile(dir / "chromium.log"), std::regex(":CONSOLE[^\n]*source: file://")));
+    EXPECT_NE(dom.find("data-hover-text=\""), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, ReportPageFamilyTest,
+                         testing::Values("rumble_layout_b", "joystick", "karvona", "settings_and_escapes"));
 
 // The page's guard is real: a page that reaches for the network is refused
 // and says so, so the clean run above means no fetch was even tried.

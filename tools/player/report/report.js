@@ -602,6 +602,26 @@
     document.body.setAttribute('data-view-change-ms', ((performance.now() - t0) / steps).toFixed(1));
   }
 
+  // report.html#selftest: what a test cannot do from outside the page. It
+  // zooms and pans, hovers the first clipped report (or the first report)
+  // and turns the mouse wheel there, and notes what the page showed.
+  async function selftest() {
+    await bench();
+    setView(0, duration);
+    await Promise.resolve();
+    if (!reports.t.length) return;
+    const u = charts[0];
+    let i = reports.k.findIndex(function (k) { return k === 2 || k === 4; });
+    if (i < 0) i = 0;
+    const rect = u.over.getBoundingClientRect();
+    const at = { clientX: rect.left + u.valToPos(reports.t[i], 'x'), clientY: rect.top + rect.height / 2, bubbles: true };
+    u.over.dispatchEvent(new MouseEvent('mousemove', at));
+    document.body.setAttribute('data-hover-text', tooltip.hidden ? '' : tooltip.textContent);
+    u.over.dispatchEvent(new WheelEvent('wheel', Object.assign({ deltaY: -120, cancelable: true }, at)));
+    await Promise.resolve();
+    document.body.setAttribute('data-view', Math.round(view.min) + '-' + Math.round(view.max));
+  }
+
   renderSummary();
   renderCharts();
   window.ffplayShowErrors();
@@ -609,5 +629,7 @@
   document.body.setAttribute('data-load-ms', performance.now().toFixed(1));
   document.body.setAttribute('data-charts', String(charts.length));
   const done = function () { document.body.setAttribute('data-state', 'ready'); };
-  if (location.hash === '#bench') bench().then(done); else done();
+  if (location.hash === '#bench') bench().then(done);
+  else if (location.hash === '#selftest') selftest().then(done);
+  else done();
 })();
