@@ -81,10 +81,11 @@ ClippingSummary MeasureClipping(const PlayResult& result) {
     ClippingSummary summary;
     const std::vector<Channel> channels = ChannelsOf(result.family);
     summary.durationMs = result.samples.empty() ? 0 : result.samples.back().timeMs;
+    const bool twoAxes = channels.size() > 1 && !channels[0].motor;
     for (const ReportMark& r : result.reports) {
         if (IsForceReport(r)) {
             ++summary.forceReports;
-            const bool y = ChannelsOf(result.family).size() > 1;
+            const bool y = twoAxes;
             if (std::abs(r.forceX) >= kForceLimit || (y && std::abs(r.forceY) >= kForceLimit)) ++summary.clippedForceReports;
         } else if (IsMotorReport(r)) {
             ++summary.motorReports;

@@ -232,7 +232,8 @@ std::vector<std::vector<Stretch>> PlayIntervals(const Scenario& scenario, const 
     const std::vector<std::string> names = EffectNames(scenario);
     struct State {
         bool playing = false;
-        std::uint64_t from = 0, end = kForever;
+        std::uint64_t startedAt = 0, from = 0, end = kForever;
+        DWORD count = 1;
         EffectSpec desc;
     };
     std::vector<State> states(names.size());
@@ -244,17 +245,20 @@ std::vector<std::vector<Stretch>> PlayIntervals(const Scenario& scenario, const 
         if (to > s.from) intervals[e].push_back({static_cast<std::uint32_t>(s.from), static_cast<std::uint32_t>(to)});
         s.playing = false;
     };
-    auto plan = [&](size_t e, std::uint64_t startedAt, DWORD count) {
+    // An update of a playing effect moves its end as its new timing says.
+    auto plan = [&](size_t e) {
         State& s = states[e];
-        s.from = startedAt + s.desc.startDelayMs;
-        s.end = s.desc.durationMs == kInfiniteMs || count == INFINITE
+        s.from = s.startedAt + s.desc.startDelayMs;
+        s.end = s.desc.durationMs == kInfiniteMs || s.count == INFINITE
                     ? kForever
-                    : s.from + static_cast<std::uint64_t>(s.desc.durationMs) * count;
+                    : s.from + static_cast<std::uint64_t>(s.desc.durationMs) * s.count;
     };
     auto start = [&](size_t e, std::uint64_t at, DWORD count) {
         close(e, at);
         states[e].playing = true;
-        plan(e, at, count);
+        states[e].startedAt = at;
+        states[e].count = count;
+        plan(e);
     };
     const std::uint64_t endOfPlay = result.samples.empty() ? 0 : result.samples.back().timeMs;
     for (const CallMark& c : result.calls) {
@@ -270,7 +274,7 @@ std::vector<std::vector<Stretch>> PlayIntervals(const Scenario& scenario, const 
                 if (found == names.end()) break;
                 states[e].desc = step.desc;
                 if (step.paramFlags & DIEP_START) start(e, c.timeMs, 1);
-                else if (states[e].playing) plan(e, states[e].from - states[e].desc.startDelayMs, 1);
+                else if (states[e].playing) plan(e);
                 break;
             case StepKind::kStart:
                 if (found == names.end()) break;
