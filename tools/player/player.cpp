@@ -201,7 +201,7 @@ private:
     void SettingStep(const Step& step);
     void DisplaceStep(const Step& step);
     void Wait(DWORD ms);
-    void Tick();
+    void RealtimeTick();
     void DrainReports(bool includeCurrentMs = false, std::uint32_t beforeMs = ~0u);
     void EmulateMs(std::uint32_t t);
     void SendInput();
@@ -398,7 +398,9 @@ void Session::SendInput() {
     m_sentX = x, m_sentY = y, m_sentButtons = m_buttons;
 }
 
-void Session::Tick() {
+// On the real clock the driver runs beside the player: a millisecond passes,
+// and the device takes what came in it.
+void Session::RealtimeTick() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EmulateMs(Now());
 }
@@ -431,7 +433,6 @@ void Session::PinMotion(std::uint32_t t) {
     m_emulator.Displace(1, s.positionY, s.velocityY);
 }
 
-
 // The driver hears nothing from the device between two input reports, so on
 // the virtual clock its threads can run up to the next one in one go and
 // the device catch up millisecond by millisecond after: the same reports at
@@ -440,7 +441,7 @@ void Session::Wait(DWORD ms) {
     const std::uint32_t until = Now() + ms;
     while (Now() < until) {
         if (m_options.realtime) {
-            Tick();
+            RealtimeTick();
             continue;
         }
         const std::uint32_t now = Now();
@@ -563,14 +564,16 @@ void Session::RunStep(const Step& step) {
         AddCause(StepLabel(step));
         if (m_options.keepTrace)
             m_result.trace.push_back(std::string(8 - std::min<size_t>(8, std::to_string(Now()).size()), ' ') +
-                                 std::to_string(Now()) + " ms  " + (step.kind == StepKind::kPress ? "PRESS" : "RELEASE") +
-                                 " button " + std::to_string(step.value));
+                                     std::to_string(Now()) + " ms  " +
+                                     (step.kind == StepKind::kPress ? "PRESS" : "RELEASE") + " button " +
+                                     std::to_string(step.value));
         return SendInput();
     }
     if (step.kind == StepKind::kSetSetting || step.kind == StepKind::kGetSetting) return SettingStep(step);
     if (m_driver == nullptr) {
         ++m_result.failedCalls;
-        if (m_options.keepTrace) m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
+        if (m_options.keepTrace)
+            m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
         m_result.unexpected.push_back(m_scenario.file + ":" + std::to_string(step.line) +
                                       ": not played: there is no driver object");
         return;
