@@ -1,6 +1,8 @@
 // ffplay: plays a force-feedback scenario through the driver module, the way
 // DirectInput drives it, against an emulated device; writes a trace, a CSV
-// and an SVG plot. Exit status: 0 played and every driver call succeeded,
+// an SVG plot and report.html, an interactive page with the clipping
+// figures and each effect's share, found by replaying the scenario with
+// each effect muted and with each alone. Exit status: 0 played and every driver call succeeded,
 // 1 bad usage, scenario errors or no module, 2 played but the driver
 // rejected calls the scenario did not mark with "expect" (each is in the
 // trace with its result and listed on stderr).
@@ -9,7 +11,9 @@
 #include <fstream>
 #include <string>
 
+#include "tools/player/clipping.h"
 #include "tools/player/output.h"
+#include "tools/player/report_html.h"
 
 namespace {
 
@@ -19,9 +23,10 @@ constexpr int kExitDriverFailures = 2;
 
 void Usage() {
     std::fprintf(stderr,
-                 "usage: ffplay [--realtime] [--module PATH] [--out DIR] [--quiet] SCENARIO\n"
-                 "  plays SCENARIO and writes DIR/trace.txt, DIR/samples.csv, DIR/plot.svg\n"
-                 "  (DIR defaults to ffplay-out/<scenario name>)\n");
+                 "usage: ffplay [--realtime] [--module PATH] [--out DIR] [--quiet] [--no-attribution] SCENARIO\n"
+                 "  plays SCENARIO and writes DIR/trace.txt, DIR/samples.csv, DIR/plot.svg, DIR/report.html\n"
+                 "  (DIR defaults to ffplay-out/<scenario name>); --no-attribution skips the replays\n"
+                 "  that find each effect's share of the force and of the clipping\n");
 }
 
 std::string DefaultModulePath(const char* argv0) {
@@ -41,11 +46,12 @@ int main(int argc, char** argv) {
     ffplay::PlayOptions options;
     options.modulePath = DefaultModulePath(argv[0]);
     std::string file, outDir;
-    bool quiet = false;
+    bool quiet = false, attribution = true;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--realtime") options.realtime = true;
         else if (arg == "--quiet") quiet = true;
+        else if (arg == "--no-attribution") attribution = false;
         else if ((arg == "--module" || arg == "--out") && i + 1 < argc) (arg == "--module" ? options.modulePath : outDir) = argv[++i];
         else if (!arg.empty() && arg[0] != '-' && file.empty()) file = arg;
         else return Usage(), kExitError;
@@ -62,22 +68,25 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "ffplay: %s\n", result.fatal.c_str());
         return kExitError;
     }
+    const ffplay::Analysis analysis = ffplay::Analyse(parsed.scenario, result, options, attribution);
     const std::string stem = std::filesystem::path(file).stem().string();
+    const std::string title = stem + " on " + Product(parsed.scenario.model).codename;
     const std::filesystem::path dir = outDir.empty() ? std::filesystem::path("ffplay-out") / stem : std::filesystem::path(outDir);
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
     const bool written = WriteFile(dir / "trace.txt", ffplay::TraceText(result)) &&
                          WriteFile(dir / "samples.csv", ffplay::SamplesCsv(result)) &&
-                         WriteFile(dir / "plot.svg", ffplay::PlotSvg(result, stem + " on " +
-                                   Product(parsed.scenario.model).codename));
+                         WriteFile(dir / "plot.svg", ffplay::PlotSvg(result, title)) &&
+                         WriteFile(dir / "report.html", ffplay::ReportHtml(parsed.scenario, result, analysis, title));
     if (!quiet) std::fputs(ffplay::TraceText(result).c_str(), stdout);
-    std::printf("\n%s", ffplay::Summary(parsed.scenario, result).c_str());
+    std::printf("\n%s%s", ffplay::Summary(parsed.scenario, result).c_str(), ffplay::ClippingText(analysis).c_str());
     if (!written) {
         std::fprintf(stderr, "ffplay: cannot write to %s\n", dir.string().c_str());
         return kExitError;
     }
-    std::printf("Trace %s\nCSV   %s\nPlot  %s\n", (dir / "trace.txt").string().c_str(),
-                (dir / "samples.csv").string().c_str(), (dir / "plot.svg").string().c_str());
+    std::printf("Trace  %s\nCSV    %s\nPlot   %s\nReport %s\n", (dir / "trace.txt").string().c_str(),
+                (dir / "samples.csv").string().c_str(), (dir / "plot.svg").string().c_str(),
+                (dir / "report.html").string().c_str());
     for (const std::string& failure : result.unexpected) std::fprintf(stderr, "%s\n", failure.c_str());
     return result.failedCalls == 0 ? kExitPlayed : kExitDriverFailures;
 }

@@ -168,6 +168,15 @@ void BuildEffect(const EffectSpec& s, EffectBlocks* b) {
     e.dwStartDelay = Micro(s.startDelayMs);
 }
 
+// The calls the player makes on its own, named as briefly as the steps:
+// "DeviceID begin".
+std::string CallLabel(const std::string& what) {
+    std::string label = what.substr(0, what.find('('));
+    if (what.find(", begin)") != std::string::npos) label += " begin";
+    if (what.find(", end)") != std::string::npos) label += " end";
+    return label;
+}
+
 std::string FlagsText(DWORD flags) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(flags));
@@ -192,12 +201,22 @@ private:
     void SettingStep(const Step& step);
     void DisplaceStep(const Step& step);
     void Wait(DWORD ms);
-    void Tick();
-    void DrainReports(bool includeCurrentMs = false);
+    void RealtimeTick();
+    void DrainReports(bool includeCurrentMs = false, std::uint32_t beforeMs = ~0u);
+    void EmulateMs(std::uint32_t t);
     void SendInput();
     void Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra = "");
     std::uint32_t Now() const { return m_exports.now() - m_start; }
-    void MarkCallStart() { m_callStart = m_exports.library ? Now() : 0; }
+    std::uint32_t ReportCount() const {
+        return m_plugged ? static_cast<std::uint32_t>(std::max(0, m_exports.reportCount(m_scenario.joystickId))) : 0;
+    }
+    void MarkCallStart() {
+        m_callStart = m_exports.library ? Now() : 0;
+        m_reportsAtCallStart = ReportCount();
+    }
+    void AddCause(const std::string& label) { m_causes.push_back({m_reportsAtCallStart, label}); }
+    std::string TakeCauses(std::uint32_t reportIndex);
+    void PinMotion(std::uint32_t t);
 
     const Scenario& m_scenario;
     PlayOptions m_options;
@@ -214,7 +233,28 @@ private:
     std::uint64_t m_sentButtons = ~0ull;
     std::int32_t m_sentX = -1, m_sentY = -1;
     std::map<std::string, DWORD> m_handles;
+    // Calls and input changes not yet answered by a report, with the report
+    // count when each was made: a report whose index reaches that count came
+    // after the call.
+    struct Cause {
+        std::uint32_t reportsBefore;
+        std::string label;
+    };
+    std::vector<Cause> m_causes;
+    std::uint32_t m_reportsAtCallStart = 0;
 };
+
+constexpr size_t kMaxCausesNamed = 12;
+
+std::string Session::TakeCauses(std::uint32_t reportIndex) {
+    size_t taken = 0;
+    while (taken < m_causes.size() && m_causes[taken].reportsBefore <= reportIndex) ++taken;
+    std::string text;
+    for (size_t i = 0; i < std::min(taken, kMaxCausesNamed); ++i) text += (i ? ", " : "") + m_causes[i].label;
+    if (taken > kMaxCausesNamed) text += ", and " + std::to_string(taken - kMaxCausesNamed) + " more calls";
+    m_causes.erase(m_causes.begin(), m_causes.begin() + static_cast<std::ptrdiff_t>(taken));
+    return text;
+}
 
 // The line carries the time the call was made, so that the reports it
 // caused (drained after it) follow it in time order.
@@ -222,6 +262,29 @@ void Session::Call(const Step* step, const std::string& what, HRESULT hr, const 
     ++m_result.callCount;
     const std::int32_t* expected = step && step->expected ? &*step->expected : nullptr;
     const bool asExpected = expected ? hr == *expected : SUCCEEDED(hr);
+    const std::string label = step ? StepLabel(*step) : CallLabel(what);
+    AddCause(label);
+    if (m_options.keepTrace) {
+        CallMark mark;
+        mark.timeMs = m_callStart;
+        mark.line = step ? step->line : 0;
+        mark.stepIndex = step ? static_cast<int>(step - m_scenario.steps.data()) : -1;
+        if (step) {
+            mark.kind = step->kind, mark.effect = step->effect;
+            mark.starts = step->kind == StepKind::kStart ||
+                          ((step->kind == StepKind::kDownload || step->kind == StepKind::kUpdate) &&
+                           (step->paramFlags & DIEP_START));
+        }
+        mark.label = label;
+        mark.function = what.substr(0, what.find('('));
+        mark.result = ResultName(hr);
+        mark.failed = !asExpected;
+        m_result.calls.push_back(std::move(mark));
+    }
+    // A call may wake a driver thread (continue, a start on a paused
+    // device); let it finish before the next call, so that which reports
+    // came before which call is the same on every run.
+    if (m_result.deviceOpened && !m_options.realtime) m_exports.advance(0);
     char time[32];
     std::snprintf(time, sizeof time, "%7u ms  ", m_callStart);
     std::string line = std::string(time) + "CALL " + what + " -> " + ResultName(hr) + extra;
@@ -236,7 +299,7 @@ void Session::Call(const Step* step, const std::string& what, HRESULT hr, const 
             (step ? m_scenario.file + ":" + std::to_string(step->line) + ": " : m_scenario.file + ": ") + what +
             " returned " + ResultName(hr) + (expected ? ", expected " + ResultName(*expected) : ""));
     }
-    m_result.trace.push_back(line);
+    if (m_options.keepTrace) m_result.trace.push_back(line);
 }
 
 bool Session::Open() {
@@ -297,7 +360,7 @@ void Session::Close() {
 // the simulation thread may still be writing them while calls of the same
 // instant go on, and taking them only once time has moved past them keeps the
 // trace's order the same from run to run.
-void Session::DrainReports(bool includeCurrentMs) {
+void Session::DrainReports(bool includeCurrentMs, std::uint32_t beforeMs) {
     if (!m_plugged) return;
     const std::int32_t count = m_exports.reportCount(m_scenario.joystickId);
     for (; static_cast<std::int32_t>(m_nextReport) < count; ++m_nextReport) {
@@ -306,15 +369,25 @@ void Session::DrainReports(bool includeCurrentMs) {
         const std::int32_t n =
             m_exports.getReport(m_scenario.joystickId, m_nextReport, &kind, &timeMs, buffer, sizeof buffer);
         if (n < 0) break;
-        if (!includeCurrentMs && timeMs - m_start >= Now()) break;
+        if (!includeCurrentMs && timeMs - m_start >= std::min(Now(), beforeMs)) break;
         const std::vector<std::uint8_t> report(buffer, buffer + std::min<size_t>(n, sizeof buffer));
         const bool feature = kind == FFDRV_VIRTUAL_REPORT_FEATURE;
-        const std::string meaning = feature ? m_emulator.DecodeFeature(report) : m_emulator.DecodeOutput(report);
+        std::string meaning = feature ? m_emulator.DecodeFeature(report) : m_emulator.DecodeOutput(report);
+        std::string causes = TakeCauses(m_nextReport);
+        if (!m_options.keepTrace) continue;
+        ReportMark mark;
+        mark.timeMs = timeMs - m_start;
+        mark.feature = feature;
+        mark.bytes = Hex(report.data(), report.size());
         char head[48];
-        std::snprintf(head, sizeof head, "%7u ms  %s ", timeMs - m_start, feature ? "FEAT" : "OUT ");
-        m_result.trace.push_back(std::string(head) + Hex(report.data(), report.size()));
+        std::snprintf(head, sizeof head, "%7u ms  %s ", mark.timeMs, feature ? "FEAT" : "OUT ");
+        m_result.trace.push_back(std::string(head) + mark.bytes + (causes.empty() ? "" : "  after " + causes));
         m_result.trace.push_back("              = " + meaning);
-        m_result.reports.push_back({timeMs - m_start, meaning});
+        mark.meaning = std::move(meaning);
+        mark.causes = std::move(causes);
+        mark.forceX = m_emulator.CommandForce(0), mark.forceY = m_emulator.CommandForce(1);
+        mark.motorA = m_emulator.Motor(0), mark.motorB = m_emulator.Motor(1);
+        m_result.reports.push_back(std::move(mark));
     }
 }
 
@@ -325,25 +398,61 @@ void Session::SendInput() {
     m_sentX = x, m_sentY = y, m_sentButtons = m_buttons;
 }
 
-void Session::Tick() {
-    if (m_options.realtime) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    else m_exports.advance(1);
-    DrainReports();
+// On the real clock the driver runs beside the player: a millisecond passes,
+// and the device takes what came in it.
+void Session::RealtimeTick() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EmulateMs(Now());
+}
+
+// One millisecond of the device: the reports written before it, the motion
+// over it, and at the input rate the position and buttons sent back.
+void Session::EmulateMs(std::uint32_t t) {
+    DrainReports(false, t);
     m_emulator.Step(0.001);
-    const std::uint32_t t = Now();
+    PinMotion(t);
     if (t % kInputEveryMs == 0) SendInput();
     if (t % m_options.sampleEveryMs != 0) return;
     const AxisState& x = m_emulator.Axis(0);
-    m_result.samples.push_back({t, m_emulator.CommandForce(0), m_emulator.CommandForce(1), x.force, x.position,
-                                m_emulator.Axis(1).position, m_emulator.Motor(0), m_emulator.Motor(1), m_buttons});
+    const AxisState& y = m_emulator.Axis(1);
+    Sample sample{t, m_emulator.CommandForce(0), m_emulator.CommandForce(1), x.force, x.position,
+                  y.position, m_emulator.Motor(0), m_emulator.Motor(1), m_buttons};
+    sample.totalForceY = y.force;
+    sample.velocityX = x.velocity, sample.velocityY = y.velocity;
+    m_result.samples.push_back(sample);
 }
 
+// The forces of this play still come from this play's reports; only the
+// axes are put where the earlier play had them at the same millisecond.
+void Session::PinMotion(std::uint32_t t) {
+    const std::vector<Sample>* motion = m_options.pinnedMotion;
+    if (motion == nullptr || t == 0 || t > motion->size()) return;
+    const Sample& s = (*motion)[t - 1];
+    if (s.timeMs != t) return;
+    m_emulator.Displace(0, s.positionX, s.velocityX);
+    m_emulator.Displace(1, s.positionY, s.velocityY);
+}
+
+// The driver hears nothing from the device between two input reports, so on
+// the virtual clock its threads can run up to the next one in one go and
+// the device catch up millisecond by millisecond after: the same reports at
+// the same instants as one millisecond at a time, with fewer thread switches.
 void Session::Wait(DWORD ms) {
     const std::uint32_t until = Now() + ms;
-    while (Now() < until) Tick();
+    while (Now() < until) {
+        if (m_options.realtime) {
+            RealtimeTick();
+            continue;
+        }
+        const std::uint32_t now = Now();
+        const std::uint32_t next = std::min(until, (now / kInputEveryMs + 1) * kInputEveryMs);
+        m_exports.advance(next - now);
+        for (std::uint32_t t = now + 1; t <= next; ++t) EmulateMs(t);
+    }
 }
 
 PlayResult Session::Run() {
+    m_result.family = m_emulator.Family();
     if (!Open()) return std::move(m_result);
     SendInput();
     for (const Step& step : m_scenario.steps) {
@@ -440,7 +549,8 @@ void Session::DisplaceStep(const Step& step) {
     char text[96];
     std::snprintf(text, sizeof text, "%7u ms  DISPLACE %c to %+.3f at %+.3f/s  (line %d)", Now(),
                   step.value ? 'y' : 'x', step.position, step.velocity, step.line);
-    m_result.trace.push_back(text);
+    if (m_options.keepTrace) m_result.trace.push_back(text);
+    AddCause(StepLabel(step));
     SendInput();
 }
 
@@ -451,15 +561,19 @@ void Session::RunStep(const Step& step) {
     if (step.kind == StepKind::kPress || step.kind == StepKind::kRelease) {
         const std::uint64_t bit = 1ull << (step.value - 1);
         m_buttons = step.kind == StepKind::kPress ? (m_buttons | bit) : (m_buttons & ~bit);
-        m_result.trace.push_back(std::string(8 - std::min<size_t>(8, std::to_string(Now()).size()), ' ') +
-                                 std::to_string(Now()) + " ms  " + (step.kind == StepKind::kPress ? "PRESS" : "RELEASE") +
-                                 " button " + std::to_string(step.value));
+        AddCause(StepLabel(step));
+        if (m_options.keepTrace)
+            m_result.trace.push_back(std::string(8 - std::min<size_t>(8, std::to_string(Now()).size()), ' ') +
+                                     std::to_string(Now()) + " ms  " +
+                                     (step.kind == StepKind::kPress ? "PRESS" : "RELEASE") + " button " +
+                                     std::to_string(step.value));
         return SendInput();
     }
     if (step.kind == StepKind::kSetSetting || step.kind == StepKind::kGetSetting) return SettingStep(step);
     if (m_driver == nullptr) {
         ++m_result.failedCalls;
-        m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
+        if (m_options.keepTrace)
+            m_result.trace.push_back("           SKIP line " + std::to_string(step.line) + ": no driver object");
         m_result.unexpected.push_back(m_scenario.file + ":" + std::to_string(step.line) +
                                       ": not played: there is no driver object");
         return;
@@ -488,6 +602,31 @@ void Session::RunStep(const Step& step) {
 PlayResult Play(const Scenario& scenario, const PlayOptions& options) {
     Session session(scenario, options);
     return session.Run();
+}
+
+std::string StepLabel(const Step& step) {
+    const std::string n = std::to_string(step.value);
+    switch (step.kind) {
+        case StepKind::kDownload:
+            return "download " + step.effect + ((step.paramFlags & DIEP_START) ? " and start" : "");
+        case StepKind::kUpdate:
+            return "update " + step.effect + ((step.paramFlags & DIEP_START) ? " and start" : "");
+        case StepKind::kStart: return "start " + step.effect;
+        case StepKind::kStop: return "stop " + step.effect;
+        case StepKind::kDestroy: return "destroy " + step.effect;
+        case StepKind::kStatus: return "status " + step.effect;
+        case StepKind::kGain: return "gain " + n;
+        case StepKind::kCommand: return std::string("command ") + CommandName(step.value);
+        case StepKind::kState: return "state";
+        case StepKind::kEscape: return "escape " + n;
+        case StepKind::kSetSetting: return "setting " + n + " " + std::to_string(step.value2);
+        case StepKind::kGetSetting: return "getsetting " + n;
+        case StepKind::kPress: return "press " + n;
+        case StepKind::kRelease: return "release " + n;
+        case StepKind::kDisplace: return std::string("displace ") + (step.value ? "y" : "x");
+        case StepKind::kWait: return "wait " + n;
+    }
+    return "?";
 }
 
 }  // namespace ffplay

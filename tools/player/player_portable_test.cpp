@@ -12,7 +12,9 @@
 
 #include <sys/wait.h>
 
+#include "tools/player/clipping.h"
 #include "tools/player/output.h"
+#include "tools/player/report_html.h"
 
 namespace ffplay {
 namespace {
@@ -123,9 +125,11 @@ TEST(PlayerTest, SameScenarioGivesTheSameFilesInTwoProcesses) {
     }
     const ParseResult parsed = ParseScenarioFile(example);
     const PlayResult here = Play(parsed.scenario, Options());
-    const std::string expected[] = {TraceText(here), SamplesCsv(here), PlotSvg(here, "karvona on Karvona")};
-    const char* files[] = {"trace.txt", "samples.csv", "plot.svg"};
-    for (int i = 0; i < 3; ++i) {
+    const Analysis analysis = Analyse(parsed.scenario, here, Options());
+    const std::string expected[] = {TraceText(here), SamplesCsv(here), PlotSvg(here, "karvona on Karvona"),
+                                    ReportHtml(parsed.scenario, here, analysis, "karvona on Karvona")};
+    const char* files[] = {"trace.txt", "samples.csv", "plot.svg", "report.html"};
+    for (int i = 0; i < 4; ++i) {
         SCOPED_TRACE(files[i]);
         const std::string a = ReadFile(base / "a" / files[i]);
         EXPECT_FALSE(a.empty());
