@@ -266,7 +266,10 @@ INSTANTIATE_TEST_SUITE_P(Sequences, AxisCountTest,
                                            std::vector<DWORD>{33, 2, 200, 2}, std::vector<DWORD>{1, 32, 33, 2}),
                          [](const auto& info) {
                              std::string name = "Counts";
-                             for (DWORD c : info.param) name += "_" + std::to_string(c);
+                             for (DWORD c : info.param) {
+                                 name += '_';
+                                 name += std::to_string(c);
+                             }
                              return name;
                          });
 
