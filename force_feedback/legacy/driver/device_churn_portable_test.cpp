@@ -27,7 +27,7 @@ namespace {
 
 constexpr std::uint32_t kJoystick = 14;
 constexpr DWORD kDirectInputVersion = 0x0800;
-constexpr int kDefaultCycles = 100;
+constexpr int kDefaultCycles = 60;
 constexpr int kBusyThreads = 2;
 
 int Cycles() {

@@ -42,6 +42,7 @@
 #include "force_feedback/legacy/driver/joy_force_api.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
+#include "force_feedback/legacy/settings/settings_test_support.h"
 #include "force_feedback/legacy/testing/driver_module.h"
 #include "force_feedback/legacy/testing/ordinary_priority.h"
 #include "force_feedback/legacy/testing/virtual_api.h"
@@ -296,6 +297,9 @@ protected:
     }
 
     void SetUp() override {
+        // The settings tool starts from the defaults and saves now and then:
+        // its values stay out of the tests that run after it.
+        m_prazenSettings.Delete();
         ASSERT_TRUE(s_module->Loaded()) << s_module->Error();
         m_api.emplace(*s_module);
         ASSERT_TRUE(m_api->Complete());
@@ -343,6 +347,8 @@ protected:
         }
         m_devices.clear();
         for (DWORD id : m_plugged) m_api->unplug(id);
+        // Every device and COM object of the run is gone with its last release.
+        if (s_module->canUnloadNow) EXPECT_EQ(s_module->canUnloadNow(), S_OK);
     }
 
     void Fail(const Device& d, const std::string& call, HRESULT got, const std::string& wanted) {
@@ -853,6 +859,8 @@ protected:
     }
 
     static DriverModule* s_module;
+    settings_test::DeviceKey m_prazenSettings{static_cast<std::uint32_t>(kVendorId) << 16 |
+                                              Product(Model::Prazen).productId};
     OrdinaryPriorityScope m_ordinaryPriority;  // for the devices SetUp begins
     std::optional<VirtualApi> m_api;
     std::vector<DWORD> m_plugged;
