@@ -348,7 +348,9 @@ protected:
         m_devices.clear();
         for (DWORD id : m_plugged) m_api->unplug(id);
         // Every device and COM object of the run is gone with its last release.
-        if (s_module->canUnloadNow) EXPECT_EQ(s_module->canUnloadNow(), S_OK);
+        if (s_module->canUnloadNow) {
+            EXPECT_EQ(s_module->canUnloadNow(), S_OK);
+        }
     }
 
     void Fail(const Device& d, const std::string& call, HRESULT got, const std::string& wanted) {
