@@ -122,6 +122,11 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body, ThreadPriority
         param.sched_priority = sched_get_priority_min(SCHED_RR);
         pthread_setschedparam(raw->thread.native_handle(), SCHED_RR, &param);
     }
+    // SCHED_IDLE needs no privilege: the thread runs only when nothing else wants the CPU.
+    if (priority == ThreadPriority::kLowest) {
+        sched_param param{};
+        pthread_setschedparam(raw->thread.native_handle(), SCHED_IDLE, &param);
+    }
     return std::unique_ptr<Thread>(new Thread(std::move(impl)));
 }
 
