@@ -407,18 +407,20 @@ void CCallRecorder::Shared::Drain(bool final) {
         }
         return;
     }
+    // Calls are lost only while the queue is full, so they came after
+    // everything queued: the loss is stated once the queue is empty.
+    const std::uint64_t lostBefore = lost.load(std::memory_order_relaxed);
     for (;;) {
-        const std::uint64_t lostNow = lost.load(std::memory_order_relaxed);
-        if (lostNow != lossWritten) {
-            text += "# recorder: " + std::to_string(lostNow - lossWritten) +
-                    " call(s) lost here: the recording buffer was full\n";
-            lossWritten = lostNow;
-        }
         Entry* cell = &cells[dequeue & mask];
         if (cell->sequence.load(std::memory_order_acquire) != dequeue + 1) break;
         Format(*cell);
         cell->sequence.store(dequeue + mask + 1, std::memory_order_release);
         ++dequeue;
+    }
+    if (lostBefore != lossWritten) {
+        text += "# recorder: " + std::to_string(lostBefore - lossWritten) +
+                " call(s) lost here: the recording buffer was full\n";
+        lossWritten = lostBefore;
     }
     if (final) {
         // The time after the last call: effects still playing replay to the end.
