@@ -367,8 +367,11 @@ void CCallRecorder::Escape(std::uint32_t timeMs, DWORD effect, LPDIEFFESCAPE pes
 }
 
 void CCallRecorder::Shared::Fail(const char* what, const std::string& why) {
-    platform::DebugTrace(L"FFDrv: recording of joystick %u stopped: cannot %hs %hs: %hs\n",
-                         static_cast<unsigned>(joystickId), what, path.c_str(), why.c_str());
+    // One wide argument: %ls means the same on every C library, %hs does not.
+    const std::string message = std::string("cannot ") + what + " " + path + ": " + why;
+    const std::wstring wide(message.begin(), message.end());
+    platform::DebugTrace(L"FFDrv: recording of joystick %u stopped: %ls\n", static_cast<unsigned>(joystickId),
+                         wide.c_str());
     off.store(true);
     file.Close();
 }
