@@ -253,6 +253,17 @@ TEST(RecordingTest, SeededRandomSessionRecordedAndReplayedTwiceGivesIdenticalTra
     EXPECT_EQ(r.replay.failedCalls, 0);
 }
 
+// The scenario the Windows closed loop records through the DLL under Wine,
+// closed natively as well.
+TEST(RecordingTest, EveryKindOfCallReplaysWithTheSameResults) {
+    const ParseResult parsed = ParseScenarioFile(FFPLAY_TESTDATA_DIR "/every_call.ffs");
+    ASSERT_TRUE(parsed.Ok()) << parsed.errors[0].Format();
+    const Replay r = RecordAndReplay(parsed.scenario, "every_call");
+    EXPECT_EQ(r.original.failedCalls, 0) << (r.original.unexpected.empty() ? "" : r.original.unexpected[0]);
+    EXPECT_EQ(r.replay.failedCalls, 0) << (r.replay.unexpected.empty() ? "" : r.replay.unexpected[0]) << r.recording;
+    EXPECT_EQ(FirstDifference(Essence(r.original.trace), Essence(r.replay.trace)), "") << r.recording;
+}
+
 TEST(RecordingTest, UnwritableDirectoryChangesNoResultAndLeavesNoFile) {
     const ParseResult parsed = ParseScenarioFile(std::string(FFPLAY_EXAMPLES_DIR) + "/periodic_sine.ffs");
     ASSERT_TRUE(parsed.Ok());

@@ -502,6 +502,7 @@ void Parser::Line(int number, const std::vector<std::string>& line) {
             if (words[0] != row.verb) continue;
             if (expected && !IsDriverCall(row.kind)) throw LineError{"'expect' applies to driver calls only"};
             Step step = Simple(row.kind, words);
+            if (row.kind != StepKind::kDownload && row.kind != StepKind::kUpdate) step.raw.handle = RawHandleName(step.effect);
             step.expected = expected;
             return m_result.scenario.steps.push_back(std::move(step));
         }
