@@ -50,6 +50,8 @@ endif
 wine-tests: windows-x64
 ifeq ($(HAVE_MINGW)$(HAVE_WINE),yesyes)
 	tools/run-wine-tests.sh build/mingw-x64
+	cmake --build --preset dev -j$(JOBS) --target ffplay
+	tools/run-wine-record-test.sh build/mingw-x64 build/dev/tools/player/ffplay
 else
 	@echo "SKIPPED: Windows tests under Wine (needs MinGW-w64 and wine)"
 endif

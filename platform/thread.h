@@ -37,7 +37,9 @@ private:
 // time-out or failure. WaitForMultipleObjects, wait-any, on win32.
 int WaitForAnyEvent(Event* const* events, std::size_t count, std::uint32_t timeoutMs);
 
-enum class ThreadPriority { kNormal, kHighest };
+// kLowest is for background work that must never compete with the
+// simulation or the application (the call recorder's writer).
+enum class ThreadPriority { kNormal, kHighest, kLowest };
 
 // A joinable thread. Destroying a Thread that is still running detaches it;
 // owners are expected to stop and Join first.

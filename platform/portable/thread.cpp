@@ -1,3 +1,4 @@
+#include <sys/resource.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -90,6 +91,8 @@ struct Thread::Impl {
     std::atomic<std::uint32_t> id{0};
 };
 
+constexpr int kLowestNice = 10;
+
 std::unique_ptr<Thread> Thread::Start(std::function<void()> body, ThreadPriority priority) {
     // The running body shares ownership so a detached thread never outlives
     // the state it signals.
@@ -122,6 +125,9 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body, ThreadPriority
         param.sched_priority = sched_get_priority_min(SCHED_RR);
         pthread_setschedparam(raw->thread.native_handle(), SCHED_RR, &param);
     }
+    // A nice value rather than SCHED_IDLE: an idle-class thread can starve
+    // for seconds on a busy machine while holding a lock someone waits for.
+    if (priority == ThreadPriority::kLowest) setpriority(PRIO_PROCESS, static_cast<id_t>(raw->id.load()), kLowestNice);
     return std::unique_ptr<Thread>(new Thread(std::move(impl)));
 }
 

@@ -63,6 +63,7 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body, ThreadPriority
         return nullptr;
     }
     if (priority == ThreadPriority::kHighest) SetThreadPriority(impl->handle, THREAD_PRIORITY_HIGHEST);
+    if (priority == ThreadPriority::kLowest) SetThreadPriority(impl->handle, THREAD_PRIORITY_LOWEST);
     ResumeThread(impl->handle);
     return std::unique_ptr<Thread>(new Thread(std::move(impl)));
 }

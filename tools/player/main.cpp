@@ -14,6 +14,7 @@
 #include "tools/player/clipping.h"
 #include "tools/player/output.h"
 #include "tools/player/report_html.h"
+#include "tools/player/recording_summary.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ constexpr int kExitDriverFailures = 2;
 void Usage() {
     std::fprintf(stderr,
                  "usage: ffplay [--realtime] [--module PATH] [--out DIR] [--quiet] [--no-attribution] SCENARIO\n"
+                 "       ffplay --summary SCENARIO   (what a scenario or recording holds; nothing is played)\n"
                  "  plays SCENARIO and writes DIR/trace.txt, DIR/samples.csv, DIR/plot.svg, DIR/report.html\n"
                  "  (DIR defaults to ffplay-out/<scenario name>); --no-attribution skips the replays\n"
                  "  that find each effect's share of the force and of the clipping\n");
@@ -46,12 +48,13 @@ int main(int argc, char** argv) {
     ffplay::PlayOptions options;
     options.modulePath = DefaultModulePath(argv[0]);
     std::string file, outDir;
-    bool quiet = false, attribution = true;
+    bool quiet = false, attribution = true, summary = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--realtime") options.realtime = true;
         else if (arg == "--quiet") quiet = true;
         else if (arg == "--no-attribution") attribution = false;
+        else if (arg == "--summary") summary = true;
         else if ((arg == "--module" || arg == "--out") && i + 1 < argc) (arg == "--module" ? options.modulePath : outDir) = argv[++i];
         else if (!arg.empty() && arg[0] != '-' && file.empty()) file = arg;
         else return Usage(), kExitError;
@@ -59,10 +62,12 @@ int main(int argc, char** argv) {
     if (file.empty()) return Usage(), kExitError;
     const ffplay::ParseResult parsed = ffplay::ParseScenarioFile(file);
     for (const ffplay::ScenarioError& e : parsed.errors) std::fprintf(stderr, "%s\n", e.Format().c_str());
+    for (const ffplay::ScenarioError& w : parsed.warnings) std::fprintf(stderr, "%s (warning)\n", w.Format().c_str());
     if (!parsed.Ok()) {
         std::fprintf(stderr, "%zu error(s); nothing was played\n", parsed.errors.size());
         return kExitError;
     }
+    if (summary) return std::fputs(ffplay::RecordingSummary(parsed.scenario).c_str(), stdout), kExitPlayed;
     const ffplay::PlayResult result = ffplay::Play(parsed.scenario, options);
     if (!result.fatal.empty()) {
         std::fprintf(stderr, "ffplay: %s\n", result.fatal.c_str());

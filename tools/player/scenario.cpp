@@ -162,6 +162,7 @@ private:
     bool m_haveDevice = false;
     int m_line = 0;
     std::map<std::string, EffectSpec> m_effects;  // by name, as last downloaded or updated
+    bool m_rawConditions = false;  // a raw-condition of this statement replaced the old blocks
 };
 
 void Parser::Expect(const std::vector<std::string>& w, size_t lo, size_t hi, const char* usage) const {
@@ -190,6 +191,7 @@ void Parser::Device(const std::vector<std::string>& w) {
 
 const std::string& Parser::KnownEffect(const std::vector<std::string>& w) {
     if (w.size() < 2) throw LineError{"'" + w[0] + "' needs an effect name"};
+    if (w[0] != "update" && RawHandleName(w[1])) return w[1];
     if (m_effects.find(w[1]) == m_effects.end()) throw LineError{"effect '" + w[1] + "' was never downloaded"};
     return w[1];
 }
@@ -247,6 +249,13 @@ void Parser::EffectKey(Step& step, const KeyValue& kv) {
     const std::string& k = kv.key;
     const std::string& v = kv.value;
     if (k == "start" && v.empty()) { step.paramFlags |= DIEP_START; return; }
+    if (k.rfind("raw-", 0) == 0) {
+        std::vector<std::string> warnings;
+        const std::string error = ApplyRawEffectKey(step, &m_rawConditions, k, v, &warnings);
+        for (const std::string& w : warnings) m_result.warnings.push_back({m_result.scenario.file, m_line, w});
+        if (!error.empty()) throw LineError{error};
+        return;
+    }
     if (v.empty()) throw LineError{"'" + k + "' needs a value (" + k + "=...)"};
     if (k == "duration") { s.durationMs = TimeMs(v, k); step.paramFlags |= DIEP_DURATION; }
     else if (k == "gain") { s.gain = static_cast<DWORD>(InRange(v, k, 0, kFullScale)); step.paramFlags |= DIEP_GAIN; }
@@ -292,6 +301,7 @@ void Parser::EffectKey(Step& step, const KeyValue& kv) {
 }
 
 void Parser::EffectKeys(Step& step, const std::vector<std::string>& w, size_t first) {
+    m_rawConditions = false;
     for (size_t i = first; i < w.size(); ++i) EffectKey(step, SplitKey(w[i]));
 }
 
@@ -300,6 +310,7 @@ void Parser::EffectKeys(Step& step, const std::vector<std::string>& w, size_t fi
 void Parser::Validate(const Step& step) const {
     const EffectSpec& s = step.desc;
     const TypeRow* type = FindType(s.typeName);
+    if (step.raw.paramFlags) return;  // raw flags: the call goes out exactly as written
     if (type->params == TypeRow::kCondition && s.conditions.empty())
         throw LineError{"a " + s.typeName + " effect needs condition=offset,positive,negative,possat,negsat,deadband"};
     if (type->params == TypeRow::kCondition && s.conditions.size() > 1 && s.conditions.size() != s.axes.size())
@@ -331,6 +342,7 @@ void Parser::Download(Step& step, const std::vector<std::string>& w) {
     Validate(step);
     step.paramFlags = DIEP_ALLPARAMS | (step.paramFlags & DIEP_START);
     if (!step.desc.hasEnvelope) step.paramFlags &= ~DIEP_ENVELOPE;
+    if (step.raw.paramFlags) step.paramFlags = *step.raw.paramFlags;
     m_effects[step.effect] = step.desc;
 }
 
@@ -340,6 +352,7 @@ void Parser::Update(Step& step, const std::vector<std::string>& w) {
     if (w.size() < 3) throw LineError{"usage: update NAME key=value..."};
     EffectKeys(step, w, 2);
     Validate(step);
+    if (step.raw.paramFlags) step.paramFlags = *step.raw.paramFlags;
     m_effects[step.effect] = step.desc;
 }
 
@@ -471,10 +484,25 @@ void Parser::Line(int number, const std::vector<std::string>& line) {
         if (!m_haveDevice) throw LineError{"the first statement must be 'device MODEL'"};
         std::vector<std::string> words = line;
         const std::optional<std::int32_t> expected = TakeExpectation(&words);
+        {
+            Step raw;
+            raw.line = number;
+            std::string error;
+            std::vector<std::string> warnings;
+            const bool isRaw = ParseRawStatement(raw, words, &error, &warnings);
+            for (const std::string& w : warnings) m_result.warnings.push_back({m_result.scenario.file, number, w});
+            if (!error.empty()) throw LineError{error};
+            if (isRaw) {
+                if (raw.kind == StepKind::kStart) KnownEffect(words);
+                raw.expected = expected;
+                return m_result.scenario.steps.push_back(std::move(raw));
+            }
+        }
         for (const VerbRow& row : kVerbs) {
             if (words[0] != row.verb) continue;
             if (expected && !IsDriverCall(row.kind)) throw LineError{"'expect' applies to driver calls only"};
             Step step = Simple(row.kind, words);
+            if (row.kind != StepKind::kDownload && row.kind != StepKind::kUpdate) step.raw.handle = RawHandleName(step.effect);
             step.expected = expected;
             return m_result.scenario.steps.push_back(std::move(step));
         }

@@ -11,6 +11,7 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/product_config.h"
+#include "tools/player/raw_forms.h"
 
 namespace ffplay {
 
@@ -47,6 +48,7 @@ struct EffectSpec {
     DWORD customChannels = 1;
     DWORD customPeriodMs = 0;
     std::vector<LONG> customSamples;
+    RawEffect raw;  // raw-* keys: handed over exactly as written
 };
 
 enum class StepKind {
@@ -70,6 +72,7 @@ struct Step {
     std::optional<std::int32_t> expected;
     // displace: axis (0 x, 1 y), position -1..1 and velocity in travel per second.
     double position = 0, velocity = 0;
+    RawCall raw;  // raw forms of the call (handles, flags, escape buffers)
 };
 
 struct Scenario {
@@ -90,6 +93,7 @@ struct ScenarioError {
 struct ParseResult {
     Scenario scenario;
     std::vector<ScenarioError> errors;  // non-empty: scenario.steps is empty
+    std::vector<ScenarioError> warnings;  // raw values outside DirectInput's nominal ranges
     bool Ok() const { return errors.empty(); }
 };
 

@@ -22,6 +22,7 @@
 #include "tools/setup/oem_records.h"
 #include "tools/setup/record_store.h"
 #include "tools/setup/reg_file.h"
+#include "tools/setup/record_switch.h"
 
 namespace reg = platform::reg;
 
@@ -375,14 +376,30 @@ int ExportReg(const std::wstring& file) {
     return kExitOk;
 }
 
+// Recording is per user: no administrator needed.
+int Record(const std::wstring& how, const std::wstring& directory) {
+    const reg::Status status = how == L"on" ? setup::SetRecordDirectory(FullPath(directory))
+                                            : setup::ClearRecordDirectory();
+    if (status != reg::kSuccess) {
+        Complain(L"cannot write HKEY_CURRENT_USER\\" + std::wstring(setup::kDriverSettingsKey) + L": " +
+                 ErrorText(status));
+        return kExitFailed;
+    }
+    Say(how == L"on" ? L"the driver records every device it opens into " + FullPath(directory) +
+                           L" (programs started from now on)"
+                     : std::wstring(L"recording is off"));
+    return kExitOk;
+}
+
 int Usage() {
     std::fprintf(stderr,
                  "ffdrv-setup %s: makes DirectInput find the force-feedback driver beside this program.\n"
-                 "usage: ffdrv-setup install | uninstall | status | export-reg FILE\n"
+                 "usage: ffdrv-setup install | uninstall | status | export-reg FILE | record on DIR | record off\n"
                  "  install     register the driver and write the joystick OEM records (administrator)\n"
                  "  uninstall   remove both again (administrator)\n"
                  "  status      show what is registered and which records are in place\n"
-                 "  export-reg  write the records as a .reg file\n",
+                 "  export-reg  write the records as a .reg file\n"
+                 "  record      record what games send into DIR (.ffs scenarios for ffplay), or stop\n",
                  FFDRV_VERSION);
     return kExitUsage;
 }
@@ -396,6 +413,8 @@ int wmain(int argc, wchar_t** argv) {
     if (argc == 2 && verb == L"uninstall") return Uninstall();
     if (argc == 2 && verb == L"status") return Status();
     if (argc == 3 && verb == L"export-reg") return ExportReg(argv[2]);
+    if (argc == 4 && verb == L"record" && std::wstring(argv[2]) == L"on") return Record(L"on", argv[3]);
+    if (argc == 3 && verb == L"record" && std::wstring(argv[2]) == L"off") return Record(L"off", L"");
     // The other bitness's setup asks for the DLL beside this program.
     const std::wstring dll = FullPath(OwnDirectory() + kDllName);
     const std::uint32_t view = kOwn64 ? reg::kKeyWow64View64 : reg::kKeyWow64View32;

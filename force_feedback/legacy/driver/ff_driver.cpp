@@ -2,6 +2,7 @@
 
 #include "force_feedback/legacy/com/module.h"
 #include "force_feedback/legacy/devices/device_catalog.h"
+#include "platform/sim_clock.h"
 
 namespace {
 constexpr DWORD kVersionsSize = 16;
@@ -22,6 +23,7 @@ CFFDrv::~CFFDrv() {
         delete device;
         device = nullptr;
     }
+    for (auto& recorder : m_recorders) recorder.reset();
     ModuleDecrement();
 }
 
@@ -62,26 +64,49 @@ CVDevice* CFFDrv::DeviceAt(DWORD id) const {
     return id < kSlotCount ? m_devices[id] : nullptr;
 }
 
-#define FFDRV_FORWARD(call)                          \
-    CVDevice* device = DeviceAt(dwID);               \
-    return device ? device->call : E_INVALIDARG
+// The recorder sees the call after the device: it needs the result, and
+// the call's start time is taken before so waits replay as they happened.
+#define FFDRV_FORWARD(call, record)                                       \
+    CVDevice* device = DeviceAt(dwID);                                    \
+    if (device == nullptr) return E_INVALIDARG;                           \
+    CCallRecorder* recorder = m_recorders[dwID].get();                    \
+    if (recorder == nullptr) return device->call;                         \
+    const std::uint32_t timeMs = platform::SimTimeMs();                 \
+    const HRESULT hr = device->call;                                      \
+    recorder->record;                                                     \
+    return hr
 
-HRESULT CFFDrv::Escape(DWORD dwID, DWORD dwEffect, LPDIEFFESCAPE pesc) { FFDRV_FORWARD(Escape(dwEffect, pesc)); }
-HRESULT CFFDrv::SetGain(DWORD dwID, DWORD dwGain) { FFDRV_FORWARD(SetGain(dwGain)); }
+using Kind = CCallRecorder::Kind;
+
+HRESULT CFFDrv::Escape(DWORD dwID, DWORD dwEffect, LPDIEFFESCAPE pesc) {
+    FFDRV_FORWARD(Escape(dwEffect, pesc), Escape(timeMs, dwEffect, pesc, hr));
+}
+HRESULT CFFDrv::SetGain(DWORD dwID, DWORD dwGain) {
+    FFDRV_FORWARD(SetGain(dwGain), Simple(Kind::kGain, timeMs, dwGain, 0, 0, hr));
+}
 HRESULT CFFDrv::SendForceFeedbackCommand(DWORD dwID, DWORD dwCommand) {
-    FFDRV_FORWARD(SendForceFeedbackCommand(dwCommand));
+    FFDRV_FORWARD(SendForceFeedbackCommand(dwCommand), Simple(Kind::kCommand, timeMs, dwCommand, 0, 0, hr));
 }
-HRESULT CFFDrv::GetForceFeedbackState(DWORD dwID, LPDIDEVICESTATE pds) { FFDRV_FORWARD(GetForceFeedbackState(pds)); }
+HRESULT CFFDrv::GetForceFeedbackState(DWORD dwID, LPDIDEVICESTATE pds) {
+    FFDRV_FORWARD(GetForceFeedbackState(pds), Simple(Kind::kState, timeMs, 0, 0, 0, hr));
+}
 HRESULT CFFDrv::DownloadEffect(DWORD dwID, DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
-    FFDRV_FORWARD(DownloadEffect(dwEffectId, pdwEffect, peff, dwFlags));
+    // The handle going in tells a download (0) from an update.
+    const DWORD handleIn = pdwEffect ? *pdwEffect : 0;
+    FFDRV_FORWARD(DownloadEffect(dwEffectId, pdwEffect, peff, dwFlags),
+                  DownloadEffect(timeMs, dwEffectId, handleIn, pdwEffect ? *pdwEffect : 0, peff, dwFlags, hr));
 }
-HRESULT CFFDrv::DestroyEffect(DWORD dwID, DWORD dwEffect) { FFDRV_FORWARD(DestroyEffect(dwEffect)); }
+HRESULT CFFDrv::DestroyEffect(DWORD dwID, DWORD dwEffect) {
+    FFDRV_FORWARD(DestroyEffect(dwEffect), Simple(Kind::kDestroy, timeMs, dwEffect, 0, 0, hr));
+}
 HRESULT CFFDrv::StartEffect(DWORD dwID, DWORD dwEffect, DWORD dwMode, DWORD dwCount) {
-    FFDRV_FORWARD(StartEffect(dwEffect, dwMode, dwCount));
+    FFDRV_FORWARD(StartEffect(dwEffect, dwMode, dwCount), Simple(Kind::kStart, timeMs, dwEffect, dwMode, dwCount, hr));
 }
-HRESULT CFFDrv::StopEffect(DWORD dwID, DWORD dwEffect) { FFDRV_FORWARD(StopEffect(dwEffect)); }
+HRESULT CFFDrv::StopEffect(DWORD dwID, DWORD dwEffect) {
+    FFDRV_FORWARD(StopEffect(dwEffect), Simple(Kind::kStop, timeMs, dwEffect, 0, 0, hr));
+}
 HRESULT CFFDrv::GetEffectStatus(DWORD dwID, DWORD dwEffect, LPDWORD pdwStatus) {
-    FFDRV_FORWARD(GetEffectStatus(dwEffect, pdwStatus));
+    FFDRV_FORWARD(GetEffectStatus(dwEffect, pdwStatus), Simple(Kind::kStatus, timeMs, dwEffect, 0, 0, hr));
 }
 
 #undef FFDRV_FORWARD
@@ -91,6 +116,7 @@ HRESULT CFFDrvModel::DeviceID(DWORD, DWORD dwExternalID, DWORD fBegin, DWORD, LP
     CVDevice*& slot = m_devices[dwExternalID];
     if (!fBegin) {
         if (slot == nullptr) return E_INVALIDARG;
+        m_recorders[dwExternalID].reset();
         slot->Close();
         delete slot;
         slot = nullptr;
@@ -100,8 +126,10 @@ HRESULT CFFDrvModel::DeviceID(DWORD, DWORD dwExternalID, DWORD fBegin, DWORD, LP
         delete slot;  // no Close here, unlike the end path: intentional, keep
         slot = nullptr;
     }
+    m_recorders[dwExternalID].reset();
     slot = NewDevice(m_deviceModel);
     if (slot == nullptr) return E_OUTOFMEMORY;
+    m_recorders[dwExternalID] = CCallRecorder::Begin(CCallRecorder::RecordDirectory(), m_deviceModel, dwExternalID);
     slot->Open(dwExternalID);  // failures surface later through the forwarded calls
     return S_OK;
 }

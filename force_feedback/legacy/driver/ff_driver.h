@@ -6,9 +6,11 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include "com_abi.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/driver/call_recorder.h"
 #include "force_feedback/legacy/product_config.h"
 
 class CFFDrv : public IDirectInputEffectDriver {
@@ -51,6 +53,9 @@ protected:
 
     std::atomic<ULONG> m_refCount{0};
     CVDevice* m_devices[kSlotCount] = {};
+    // One per open device while recording is on (README: "Recording what a
+    // game sends"); empty otherwise, and then a call costs one null test.
+    std::unique_ptr<CCallRecorder> m_recorders[kSlotCount];
 };
 
 // A model driver: DeviceID creates the device class of its model.
