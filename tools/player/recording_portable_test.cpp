@@ -65,13 +65,14 @@ private:
 // settings interface is not a call into the effect driver and is not recorded.
 std::vector<std::string> Essence(const std::vector<std::string>& trace) {
     static const std::regex call(R"(^\s*(\d+) ms  CALL (\w+)[^>]*-> ([A-Z_a-z0-9]+))");
-    static const std::regex report(R"(^\s*\d+ ms  (OUT |FEAT) )");
+    // A report line ends with the calls that led to it, by name: cut those.
+    static const std::regex report(R"(^\s*\d+ ms  (OUT |FEAT) .*?\(\d+ bytes\))");
     std::vector<std::string> lines;
     std::smatch m;
     for (const std::string& line : trace) {
         if (line.find("CALL ISVJoyForceAPI") != std::string::npos) continue;
         if (std::regex_search(line, m, call)) lines.push_back(m[1].str() + " " + m[2].str() + " " + m[3].str());
-        else if (std::regex_search(line, report)) lines.push_back(line);
+        else if (std::regex_search(line, m, report)) lines.push_back(m[0].str());
     }
     return lines;
 }

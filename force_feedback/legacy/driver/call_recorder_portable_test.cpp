@@ -112,6 +112,10 @@ TEST_F(CallRecorderTest, FullDiskEndsTheRecordingAndKeepsWhatFit) {
             for (DWORD i = 0; i < 50; ++i) recorder->Simple(CCallRecorder::Kind::kStart, 2000 + i, 3, 0, 1, S_OK);
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+        // The writer drains on its own schedule; give a loaded machine time
+        // to reach the failing write rather than racing it.
+        for (int i = 0; i < 2000 && recorder->Active(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         const bool stillActiveAtEnd = recorder->Active();
         recorder.reset();
         const std::string trace = Trace();
