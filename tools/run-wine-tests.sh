@@ -24,6 +24,7 @@ pe_machine() {
 case $(pe_machine "$dll") in
   8664)
     arch=x86_64
+    export WINEARCH=win64
     wine_cmd=(wine)
     server_cmd=(wineserver)
     ;;

@@ -24,7 +24,7 @@ set -euo pipefail
 
 # Bump when the layout of the private tree changes, so old trees are rebuilt.
 LAYOUT=1
-HOME_DIR=${FFDRV_WINE32_HOME:-${XDG_CACHE_HOME:-$HOME/.cache}/ffdrv-wine32}
+HOME_DIR=${FFDRV_WINE32_HOME:-${XDG_CACHE_HOME:-${HOME:-/tmp}/.cache}/ffdrv-wine32}
 ROOT=$HOME_DIR/root
 STAMP=$ROOT/.ffdrv-wine32
 SYSTEM_LOADER=${FFDRV_WINE32_LOADER:-/usr/lib/wine/wine}
@@ -81,8 +81,10 @@ mirror_of_system() {
       # deb822: paragraphs separated by blank lines.
       awk -v c="$codename" '
         function flush() {
-          if (types ~ /(^| )deb( |$)/ && uri !~ /security/ && (" " suites " ") ~ (" " c " ") && enabled != "no")
-            for (n = split(uri, u, " "); n > 0; n--) print u[n], key
+          if (types ~ /(^| )deb( |$)/ && uri !~ /security/ && (" " suites " ") ~ (" " c " ") && enabled != "no") {
+            n = split(uri, u, " ")
+            for (j = 1; j <= n; j++) print u[j], key
+          }
           types = uri = suites = key = ""; enabled = "yes"
         }
         BEGIN { enabled = "yes" }
@@ -112,7 +114,8 @@ setup_private() {
   [ -n "$line" ] || impossible "no Debian mirror for $codename in the apt sources"
   uri=${line%% *}
   key=${line#"$uri"}; key=${key# }
-  [ -n "$key" ] || key=/usr/share/keyrings/debian-archive-keyring.gpg
+  # An inline key (deb822 allows one) cannot go into a one-line source.
+  case "$key" in /*) ;; *) key=/usr/share/keyrings/debian-archive-keyring.gpg ;; esac
 
   local apt=$HOME_DIR/apt
   mkdir -p "$apt/state/lists/partial" "$apt/cache/archives/partial" \
@@ -195,7 +198,7 @@ EOF
   # libraries under /lib/i386-linux-gnu that way, so give it a cache that
   # names them by their real paths.
   printf '%s\n' "$ROOT/lib/i386-linux-gnu" "$ROOT/usr/lib/i386-linux-gnu" > "$ROOT/etc/ffdrv-ld.so.conf"
-  ldconfig -X -C "$ROOT/etc/ld.so.cache" -f "$ROOT/etc/ffdrv-ld.so.conf" 2>/dev/null
+  ldconfig -X -C "$ROOT/etc/ld.so.cache" -f "$ROOT/etc/ffdrv-ld.so.conf"
 
   # Wine starts every 32-bit process (its own services too) by executing
   # wine-preloader beside its loader, and the wineserver beside it: make both
