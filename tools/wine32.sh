@@ -134,6 +134,7 @@ EOF
     -o "Dir::Etc::Preferences=$apt/etc/preferences"
     -o "Dir::Etc::PreferencesParts=$apt/etc/preferences.d"
     -o "APT::Architecture=i386" -o "APT::Architectures::=i386" -o "APT::Architectures::=amd64"
+    -o "Dir::Cache::pkgcache=" -o "Dir::Cache::srcpkgcache="
     -o "APT::Get::List-Cleanup=false" -o "Debug::NoLocking=true"
   )
   [ "$(id -u)" -ne 0 ] || o+=(-o "APT::Sandbox::User=root")
@@ -220,7 +221,8 @@ exec "$ROOT/usr/bin/qemu-i386" -L "$ROOT" "$lib/wineserver32" "\$@"
 EOF
   chmod +x "$lib/wine-preloader" "$lib/wineserver"
 
-  rm -f "$archives"/*.deb
+  # The index and the packages are needed again only for another version.
+  rm -rf "$apt"
   printf 'layout=%s wine=%s\nqemu=%s mirror=%s\n' "$LAYOUT" "$(installed_version wine64)" \
     "$qemu_version" "$uri" > "$STAMP"
   say "ready: wine32 $wine_version under qemu-i386 $qemu_version ($(du -sh "$ROOT" | cut -f1) in $ROOT)"
