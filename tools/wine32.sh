@@ -7,7 +7,7 @@
 #   tools/wine32.sh mode              how 32-bit programs run here: system or qemu
 #
 # A system 32-bit Wine is used when one runs (Debian's wine32, or the loader
-# named by FFDRV_WINE32_LOADER). Otherwise setup builds a private one under
+# named by FFDRV_WINE32_LOADER), unless FFDRV_WINE32=private. Otherwise setup builds a private one under
 # $FFDRV_WINE32_HOME (default ~/.cache/ffdrv-wine32): Debian's i386 wine32,
 # libwine and wine32-preloader of exactly the installed wine64 version, the
 # i386 libraries they depend on, and qemu-user from backports, fetched with a
@@ -33,8 +33,9 @@ say() { echo "wine32: $*" >&2; }
 die() { say "$*"; exit 1; }
 impossible() { say "cannot set up a 32-bit Wine here: $*"; exit 2; }
 
+# Prints nothing (and succeeds) when the package is not installed.
 installed_version() {
-  dpkg-query -W -f='${db:Status-Status} ${Version}\n' "$1" 2>/dev/null |
+  { dpkg-query -W -f='${db:Status-Status} ${Version}\n' "$1" 2>/dev/null || true; } |
     awk '$1 == "installed" { print $2 }'
 }
 
