@@ -12,7 +12,12 @@ HAVE_WINE := $(shell command -v wine >/dev/null 2>&1 && echo yes)
 VERSION := $(shell cat VERSION)
 PACKAGE_ZIP := build/package/corvanta-ffdrv-$(VERSION)-windows.zip
 
-.PHONY: all demo test native windows windows-x64 windows-x86 wine-tests package asan tsan fuzz bench clean
+# Parts that could not run are listed here and reported at the end of make test.
+SKIPPED := build/skipped.txt
+skip = echo "SKIPPED: $(1)"; mkdir -p build; echo "$(1)" >> $(SKIPPED)
+
+.PHONY: all demo test native windows windows-x64 windows-x86 wine-tests wine-tests-x64 wine-tests-x86 \
+	package asan tsan fuzz bench clean
 
 all: native
 
@@ -21,7 +26,18 @@ demo:
 	cmake --build --preset dev -j$(JOBS) --target ffplay
 	./build/dev/tools/player/ffplay --quiet --out build/demo examples/driving_moment.ffs
 
-test: native windows
+# The bootstrap installs what the Windows half needs (or says how); the
+# sub-make then sees the freshly installed tools.
+test:
+	@mkdir -p build && rm -f $(SKIPPED)
+	FFDRV_SKIPPED=$(SKIPPED) tools/bootstrap.sh
+	@$(MAKE) --no-print-directory native $(if $(filter skip,$(FFDRV_WINDOWS)),,windows)
+	@if [ -s $(SKIPPED) ]; then \
+	  echo; echo "######################################################################"; \
+	  echo "##  make test did NOT run everything. SKIPPED:"; sed 's/^/##    - /' $(SKIPPED); \
+	  echo "######################################################################"; \
+	  if [ -n "$(FFDRV_NO_SKIP)" ]; then echo "FFDRV_NO_SKIP is set: failing"; exit 1; fi; \
+	fi
 
 native:
 	cmake --preset dev
@@ -35,25 +51,37 @@ ifeq ($(HAVE_MINGW),yes)
 	cmake --preset mingw-x64
 	cmake --build --preset mingw-x64 -j$(JOBS)
 else
-	@echo "SKIPPED: Windows x86_64 build (x86_64-w64-mingw32-g++-posix not installed)"
+	@$(call skip,Windows x86_64 build (x86_64-w64-mingw32-g++-posix not installed))
 endif
 
 windows-x86:
 ifeq ($(HAVE_MINGW32),yes)
 	cmake --preset mingw-x86
 	cmake --build --preset mingw-x86 -j$(JOBS)
-	@echo "NOTE: the i686 DLL is built but not run: wine32 cannot be installed on this machine"
 else
-	@echo "SKIPPED: Windows i686 build (i686-w64-mingw32-g++-posix not installed)"
+	@$(call skip,Windows i686 build (i686-w64-mingw32-g++-posix not installed))
 endif
 
-wine-tests: windows-x64
+wine-tests: wine-tests-x64 wine-tests-x86
+
+wine-tests-x64: windows-x64
 ifeq ($(HAVE_MINGW)$(HAVE_WINE),yesyes)
 	tools/run-wine-tests.sh build/mingw-x64
 	cmake --build --preset dev -j$(JOBS) --target ffplay
 	tools/run-wine-record-test.sh build/mingw-x64 build/dev/tools/player/ffplay
 else
-	@echo "SKIPPED: Windows tests under Wine (needs MinGW-w64 and wine)"
+	@$(call skip,x86_64 Windows tests under wine64 (needs MinGW-w64 and wine))
+endif
+
+# tools/wine32.sh exits 2 where no 32-bit Wine can be had on this machine.
+wine-tests-x86: windows-x86
+ifeq ($(HAVE_MINGW32),yes)
+	@rc=0; tools/wine32.sh setup || rc=$$?; \
+	if [ $$rc -eq 2 ]; then $(call skip,i686 Windows tests under 32-bit Wine (none can be set up here)); \
+	elif [ $$rc -ne 0 ]; then exit $$rc; \
+	else echo "tools/run-wine-tests.sh build/mingw-x86"; tools/run-wine-tests.sh build/mingw-x86; fi
+else
+	@$(call skip,i686 Windows tests under 32-bit Wine (needs MinGW-w64 for i686))
 endif
 
 # The release zip of both bitnesses, checked as a user receives it.
