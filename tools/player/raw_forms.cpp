@@ -308,8 +308,8 @@ bool ParseRawStatement(Step& step, const std::vector<std::string>& words, std::s
     return false;
 }
 
-void ApplyRawEffect(const EffectSpec& spec, DIEFFECT* e, RawStorage* storage) {
-    const RawEffect& r = spec.raw;
+void ApplyRawEffect(const EffectSpec& described, DIEFFECT* e, RawStorage* storage) {
+    const RawEffect& r = described.raw;
     if (r.size) e->dwSize = *r.size;
     if (r.effectFlags) e->dwFlags = *r.effectFlags;
     if (r.duration) e->dwDuration = *r.duration;
@@ -337,14 +337,14 @@ void ApplyRawEffect(const EffectSpec& spec, DIEFFECT* e, RawStorage* storage) {
         e->rglDirection = r.directionsNull ? nullptr : storage->directions.data();
     }
     e->cAxes = count;
-    if (e->lpEnvelope && spec.hasEnvelope && r.envelopeInUs) {
-        e->lpEnvelope->dwAttackTime = spec.envelope.dwAttackTime;
-        e->lpEnvelope->dwFadeTime = spec.envelope.dwFadeTime;
+    if (e->lpEnvelope && described.hasEnvelope && r.envelopeInUs) {
+        e->lpEnvelope->dwAttackTime = described.envelope.dwAttackTime;
+        e->lpEnvelope->dwFadeTime = described.envelope.dwFadeTime;
     }
     auto* bytes = static_cast<std::uint8_t*>(e->lpvTypeSpecificParams);
     if (r.period && bytes && e->cbTypeSpecificParams >= sizeof(DIPERIODIC))
         std::memcpy(bytes + offsetof(DIPERIODIC, dwPeriod), &*r.period, sizeof(DWORD));
-    if (bytes && e->cbTypeSpecificParams == sizeof(DICUSTOMFORCE) && BlockOf(spec.typeIndex) == Block::kCustom) {
+    if (bytes && e->cbTypeSpecificParams == sizeof(DICUSTOMFORCE) && BlockOf(described.typeIndex) == Block::kCustom) {
         if (r.customPeriod) std::memcpy(bytes + offsetof(DICUSTOMFORCE, dwSamplePeriod), &*r.customPeriod, sizeof(DWORD));
         if (r.samplesNullCount) {
             DICUSTOMFORCE custom;

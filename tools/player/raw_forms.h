@@ -59,8 +59,8 @@ struct RawStorage {
     std::vector<LONG> directions;
     std::vector<std::uint8_t> block;
 };
-// Applies `spec.raw` to a DIEFFECT built from the friendly fields.
-void ApplyRawEffect(const EffectSpec& spec, DIEFFECT* effect, RawStorage* storage);
+// Applies `effect.raw` to a DIEFFECT built from the friendly fields.
+void ApplyRawEffect(const EffectSpec& described, DIEFFECT* effect, RawStorage* storage);
 // Makes the raw escape call of `step`.
 HRESULT CallRawEscape(IDirectInputEffectDriver* driver, DWORD joystickId, const Step& step);
 
