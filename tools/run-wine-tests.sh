@@ -77,13 +77,33 @@ run_test() {
   fi
 }
 
-mapfile -t tests < <(find "$build" \( -name '*_tests.exe' -o -name 'wine_*_test.exe' \) | sort)
+# wine_fresh_*_test.exe binaries change the machine (install, uninstall): each
+# gets a prefix of its own, made and thrown away around it.
+mapfile -t tests < <(find "$build" \( -name '*_tests.exe' -o -name 'wine_*_test.exe' \) ! -name 'wine_fresh_*' | sort)
+mapfile -t fresh < <(find "$build" -name 'wine_fresh_*_test.exe' | sort)
 if [ ${#tests[@]} -eq 0 ]; then
   echo "no Windows test binaries under $build" >&2
   exit 1
 fi
 for t in "${tests[@]}"; do
   run_test "$t" "$t" --gtest_brief=1
+done
+for t in "${fresh[@]}"; do
+  started=$SECONDS
+  if (
+    export WINEPREFIX=$(mktemp -d /tmp/ffdrv-wine-fresh.XXXXXX)
+    trap 'winesrv -k >/dev/null 2>&1 || true; rm -rf "$WINEPREFIX"' EXIT
+    winesrv -p
+    win wineboot -i >/dev/null 2>&1 || true
+    echo "== wine $arch $t (fresh prefix)"
+    timeout -k 10 "$timeout" "${wine_cmd[@]}" "$t" --gtest_brief=1
+  ); then
+    echo "   passed ($((SECONDS - started)) s with the prefix)"
+    passed=$((passed + 1))
+  else
+    echo "   FAILED: $t (fresh prefix)"
+    failed+=("$t (fresh prefix)")
+  fi
 done
 
 echo "Windows tests under Wine ($arch) took $((SECONDS - start)) s"
