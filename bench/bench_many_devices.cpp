@@ -114,12 +114,6 @@ Exports& Module() {
     return *exports;
 }
 
-int ClassIndexOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i)
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    return -1;
-}
-
 FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
     FfdrvVirtualDevice d{};
     d.size = sizeof d;
@@ -193,7 +187,7 @@ public:
             m_ids.push_back(id);
             m_models.push_back(model);
             IClassFactory* factory = nullptr;
-            if (FAILED(m.getClassObject(kClassTable[ClassIndexOf(model)].clsid, IID_IClassFactory,
+            if (FAILED(m.getClassObject(kClassTable[DriverClassOf(model)].clsid, IID_IClassFactory,
                                         reinterpret_cast<void**>(&factory))))
                 { Fail("DllGetClassObject failed"); return; }
             IDirectInputEffectDriver* driver = nullptr;

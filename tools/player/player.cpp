@@ -68,12 +68,6 @@ bool ModuleExports::Load(const std::string& path, std::string* error) {
     return false;
 }
 
-int ClassIndexOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i)
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    return -1;
-}
-
 FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
     FfdrvVirtualDevice d{};
     d.size = sizeof d;
@@ -321,7 +315,7 @@ bool Session::Open() {
     m_result.trace.push_back("      0 ms  PLUG " + std::string(Product(m_scenario.model).codename) + " (" +
                              FamilyName(m_emulator.Family()) + ") at joystick " +
                              std::to_string(m_scenario.joystickId) + (m_plugged ? "" : ": failed"));
-    const ClassRow& row = kClassTable[ClassIndexOf(m_scenario.model)];
+    const ClassRow& row = kClassTable[DriverClassOf(m_scenario.model)];
     IClassFactory* factory = nullptr;
     HRESULT hr = m_exports.getClassObject(row.clsid, IID_IClassFactory, reinterpret_cast<void**>(&factory));
     Call(nullptr, std::string("DllGetClassObject(") + row.factoryName + ")", hr);

@@ -54,6 +54,15 @@ inline constexpr std::array<ClassRow, kClassCount> kClassTable = {{
     {CLSID_LegacyWheel, "CCFWLegacyWheel", ClassKind::LegacyDriver, Model::Prazen},
 }};
 
+// The first model-driver row whose driver makes `model`'s device (for the
+// Prazen its own row, not the legacy wheel's), or -1.
+constexpr int DriverClassOf(Model model) {
+    for (int i = 0; i < kClassCount; ++i) {
+        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
+    }
+    return -1;
+}
+
 // "<maker> <marketing name> FF DLL", with the fixed texts of rows 0 and 18
 // and the maker named twice on the Karvona row (intentional, keep).
 std::wstring FriendlyName(int classIndex);

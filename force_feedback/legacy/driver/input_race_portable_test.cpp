@@ -40,13 +40,6 @@ struct RaceCase {
 
 std::string CaseName(const ::testing::TestParamInfo<RaceCase>& info) { return info.param.name; }
 
-int DriverClassOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i) {
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    }
-    return -1;
-}
-
 class InputRaceTest : public ::testing::TestWithParam<RaceCase> {
 protected:
     static void SetUpTestSuite() { s_module = new DriverModule(); }

@@ -94,13 +94,6 @@ private:
     std::mt19937 m_engine;
 };
 
-int DriverClassOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i) {
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    }
-    return -1;
-}
-
 // Everything that went wrong, with the first few messages kept.
 class Failures {
 public:

@@ -86,13 +86,6 @@ Bytes Start() {
     return r;
 }
 
-int DriverClassOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i) {
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    }
-    return -1;
-}
-
 struct Sent {
     std::uint32_t timeMs;
     Bytes bytes;

@@ -48,13 +48,6 @@ std::string CaseName(const ::testing::TestParamInfo<FaultCase>& info) {
     return std::string(info.param.name) + info.param.fault;
 }
 
-int DriverClassOf(Model model) {
-    for (int i = 0; i < kClassCount; ++i) {
-        if (kClassTable[i].kind == ClassKind::ModelDriver && kClassTable[i].device == model) return i;
-    }
-    return -1;
-}
-
 class WriteFaultRecoveryTest : public ::testing::TestWithParam<FaultCase> {
 protected:
     static void SetUpTestSuite() { s_module = new DriverModule(); }
