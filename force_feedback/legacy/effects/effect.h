@@ -6,7 +6,6 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/effects/effect_host.h"
-#include "force_feedback/legacy/sim/sim_tick.h"
 
 inline constexpr DWORD kInfinite = 0xFFFFFFFF;
 // Axis and direction arrays are made for at least this many entries, so that

@@ -3,7 +3,17 @@
 // fake, so every force law runs without a thread, a device or shared memory.
 #pragma once
 
+#include <cstdint>
+
 #include "com_abi.h"
+
+// The record a simulation pass hands to every effect it advances. Built by the
+// simulation thread once per pass; effects only read it. Only the first field
+// carries information, the rest of a pass's record stays zero.
+struct SimTick {
+    // Milliseconds since the previous pass, from the system millisecond clock.
+    std::uint32_t tickLengthMs = 0;
+};
 
 // One axis of a calibration record, in the units of the record asked for.
 struct AxisCalibration {

@@ -23,7 +23,6 @@
 #include "com_abi.h"
 #include "force_feedback/legacy/effects/effect_host.h"
 #include "force_feedback/legacy/sim/report_queue.h"
-#include "force_feedback/legacy/sim/sim_tick.h"
 #include "platform/hid.h"
 #include "platform/sim_clock.h"
 #include "platform/thread.h"
