@@ -3,7 +3,7 @@
 #include <new>
 
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/driver/ff_driver.h"
 #include "force_feedback/legacy/driver/joy_force_api.h"
 
@@ -56,7 +56,7 @@ HRESULT CFFServerClassFactory::CreateInstance(IUnknown* pUnkOuter, REFIID riid, 
 
 HRESULT CCFSVJoyForceAPI::CreateInstance(IUnknown* pUnkOuter, REFIID riid, void** ppv) {
     if (pUnkOuter != nullptr) return CLASS_E_NOAGGREGATION;
-    auto* api = new (std::nothrow) CSVJoyForceAPI();
+    auto* api = new (std::nothrow) CSVJoyForceAPI(kClassTable[kJoyForceApiIndex].device);
     if (api == nullptr) return E_OUTOFMEMORY;
     const HRESULT hr = api->QueryInterface(riid, ppv);
     api->Release();

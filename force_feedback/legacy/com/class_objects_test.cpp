@@ -4,8 +4,10 @@
 
 #include "force_feedback/legacy/bridge/devio_thread.h"
 #include "force_feedback/legacy/com/class_table.h"
+#include "force_feedback/legacy/driver/joy_force_api.h"
 #include "force_feedback/legacy/com/exports.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
+#include "force_feedback/legacy/bridge/process_bridge.h"
 #include "force_feedback/legacy/testing/fake_device.h"
 
 namespace {

@@ -2,7 +2,8 @@
 
 #include "force_feedback/legacy/com/class_factory.h"
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
+#include "force_feedback/legacy/bridge/process_bridge.h"
 
 extern "C" FFDRV_EXPORT_API HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
     // Nowhere to put an answer: refused before anything is made or written.

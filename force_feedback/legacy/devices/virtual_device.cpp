@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"
 #include "force_feedback/legacy/settings/global_data.h"

@@ -9,7 +9,7 @@
 #include <ostream>
 #include <vector>
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/settings_test_support.h"

@@ -5,7 +5,7 @@
 
 #include "force_feedback/legacy/bridge/bridge_device_table.h"
 #include "force_feedback/legacy/bridge/wheel_bridge.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/bridge/process_bridge.h"
 #include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"

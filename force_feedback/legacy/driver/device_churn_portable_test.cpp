@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/driver/ff_driver.h"
 #include "force_feedback/legacy/effects/effect_factory.h"

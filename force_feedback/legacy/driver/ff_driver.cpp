@@ -1,6 +1,6 @@
 #include "force_feedback/legacy/driver/ff_driver.h"
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/devices/device_catalog.h"
 #include "platform/sim_clock.h"
 

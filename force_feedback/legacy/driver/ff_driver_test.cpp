@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/testing/fake_device.h"
 
 namespace {

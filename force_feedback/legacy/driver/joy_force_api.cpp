@@ -1,10 +1,9 @@
 #include "force_feedback/legacy/driver/joy_force_api.h"
 
-#include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/devices/device_catalog.h"
 
-CSVJoyForceAPI::CSVJoyForceAPI() { ModuleIncrement(); }
+CSVJoyForceAPI::CSVJoyForceAPI(Model device) : m_device(device) { ModuleIncrement(); }
 CSVJoyForceAPI::~CSVJoyForceAPI() { ModuleDecrement(); }
 
 HRESULT CSVJoyForceAPI::QueryInterface(REFIID riid, void** ppv) {
@@ -27,7 +26,7 @@ ULONG CSVJoyForceAPI::Release() {
 template <typename Op>
 HRESULT CSVJoyForceAPI::WithTemporaryDevice(DWORD deviceSelector, Op op) {
     if (deviceSelector != kSelectorWheel && deviceSelector != kSelectorWheelAlt) return E_NOTIMPL;
-    CVDevice* device = NewDevice(kClassTable[kJoyForceApiIndex].device);
+    CVDevice* device = NewDevice(m_device);
     if (device == nullptr) return E_OUTOFMEMORY;
     const HRESULT hr = op(device);
     delete device;

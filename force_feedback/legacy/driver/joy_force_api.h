@@ -9,6 +9,9 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
+#include "force_feedback/legacy/product_config.h"
+
+inline constexpr GUID IID_ISVJoyForceAPI = {0xBFDE0403, 0x02ED, 0x40A6, {0xBC, 0x30, 0xC7, 0xAF, 0x99, 0xD2, 0xD5, 0x88}};
 
 struct ISVJoyForceAPI : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetParameter(DWORD deviceSelector, SVJOYFORCEPARAM* param) = 0;
@@ -21,7 +24,9 @@ public:
     static constexpr DWORD kSelectorWheel = 63;
     static constexpr DWORD kSelectorWheelAlt = 65;
 
-    CSVJoyForceAPI();
+    // `device` is the wheel model whose temporary device each call builds;
+    // the class object passes its class row's device.
+    explicit CSVJoyForceAPI(Model device);
 
     // E_INVALIDARG for null ppv; IUnknown and ISVJoyForceAPI only.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
@@ -40,4 +45,5 @@ private:
     HRESULT WithTemporaryDevice(DWORD deviceSelector, Op op);
 
     ULONG m_refCount = 1;
+    Model m_device;
 };

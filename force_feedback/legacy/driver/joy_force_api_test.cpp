@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/testing/fake_device.h"
 
 namespace {
 
 class JoyForceApiTest : public ::testing::Test {
 protected:
-    void SetUp() override { m_api = new CSVJoyForceAPI(); }
+    void SetUp() override { m_api = new CSVJoyForceAPI(kClassTable[kJoyForceApiIndex].device); }
     void TearDown() override { m_api->Release(); }
     ScopedFakeDevices m_fakes;
     CSVJoyForceAPI* m_api = nullptr;
@@ -47,7 +47,7 @@ TEST_F(JoyForceApiTest, QueryInterfaceChecksPointerAndInterface) {
 
 TEST_F(JoyForceApiTest, HoldsOneModuleCountForItsLife) {
     const ULONG before = ModuleObjectCount();
-    auto* other = new CSVJoyForceAPI();
+    auto* other = new CSVJoyForceAPI(kClassTable[kJoyForceApiIndex].device);
     EXPECT_EQ(ModuleObjectCount(), before + 1);
     other->Release();
     EXPECT_EQ(ModuleObjectCount(), before);

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "force_feedback/legacy/com/module.h"
+#include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/settings/oem_fixup.h"
 #include "platform/muldiv.h"
 
