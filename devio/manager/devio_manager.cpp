@@ -12,8 +12,8 @@ CDevio::~CDevio() {
     if (m_bus) m_bus->stop();
 }
 
-std::shared_ptr<CDevio> CDevio::instance() {
-    static const std::shared_ptr<CDevio> manager = std::make_shared<CDevio>(make_default_hid_bus());
+std::shared_ptr<CDevio> CDevio::instance(std::uint16_t vendor_id) {
+    static const std::shared_ptr<CDevio> manager = std::make_shared<CDevio>(make_default_hid_bus(vendor_id));
     return manager;
 }
 

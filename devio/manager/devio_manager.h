@@ -44,8 +44,10 @@ public:
     CDevio(const CDevio&) = delete;
     CDevio& operator=(const CDevio&) = delete;
 
-    // The process's manager over the build's default bus.
-    static std::shared_ptr<CDevio> instance();
+    // The process's manager over the build's default bus, which recognises
+    // the devices of `vendor_id`. The first call makes it; later calls get
+    // the same manager whatever vendor they name.
+    static std::shared_ptr<CDevio> instance(std::uint16_t vendor_id);
 
     // software_id (1..15) tags every request of this process so that its
     // answers are told from other programs' traffic; options with

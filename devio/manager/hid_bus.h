@@ -48,7 +48,8 @@ public:
 };
 
 // The bus of the build: the HID class driver on Windows, the process's
-// virtual RAP bus elsewhere.
-std::shared_ptr<IHidBus> make_default_hid_bus();
+// virtual RAP bus elsewhere. The library serves one maker, whose vendor ID
+// its user passes in.
+std::shared_ptr<IHidBus> make_default_hid_bus(std::uint16_t vendor_id);
 
 }  // namespace devio

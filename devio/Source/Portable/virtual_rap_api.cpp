@@ -3,13 +3,13 @@
 #include "devio/Source/Virtual/virtual_rap_api.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "devio/Source/Virtual/virtual_rap_bus.h"
+#include "platform/guid.h"
 
 namespace {
 
@@ -36,13 +36,12 @@ std::shared_ptr<VirtualRapWheel> Find(std::uint32_t handle) {
 // The registry form of a GUID given in memory order (the first three fields
 // little-endian), as the HID side reports the container.
 std::wstring ContainerText(const std::uint8_t g[16]) {
-    const unsigned d1 = g[0] | g[1] << 8 | g[2] << 16 | static_cast<unsigned>(g[3]) << 24;
-    const unsigned d2 = g[4] | g[5] << 8;
-    const unsigned d3 = g[6] | g[7] << 8;
-    wchar_t text[40];
-    std::swprintf(text, 40, L"{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", d1, d2, d3, g[8], g[9], g[10],
-                  g[11], g[12], g[13], g[14], g[15]);
-    return text;
+    GUID guid{};
+    guid.Data1 = g[0] | g[1] << 8 | g[2] << 16 | static_cast<std::uint32_t>(g[3]) << 24;
+    guid.Data2 = static_cast<std::uint16_t>(g[4] | g[5] << 8);
+    guid.Data3 = static_cast<std::uint16_t>(g[6] | g[7] << 8);
+    std::copy(g + 8, g + 16, guid.Data4);
+    return platform::FormatGuid(guid);
 }
 
 std::size_t CountOf(const VirtualRapWheel& wheel, std::uint32_t what) {

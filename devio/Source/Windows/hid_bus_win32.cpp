@@ -9,18 +9,14 @@ extern "C" {
 #include <hidsdi.h>
 #include <hidpi.h>
 }
-#include <initguid.h>
-// initguid.h right before devpkey.h: this file holds the property key's
-// definition, and no other header's GUIDs.
-#include <devpkey.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cwchar>
 #include <future>
 
 #include "devio/rap/rap_packet.h"
-#include "force_feedback/legacy/product_config.h"
+#include "platform/guid.h"
+#include "platform/hid.h"
 
 namespace devio {
 
@@ -31,31 +27,10 @@ constexpr std::size_t kLongReportSize = 20;
 constexpr DWORD kWriteTimeoutMs = 1000;
 constexpr wchar_t kWindowClass[] = L"DevioHidBusNotify";
 
-std::wstring format_guid(const GUID& g) {
-    wchar_t text[40];
-    std::swprintf(text, 40, L"{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                  static_cast<unsigned long>(g.Data1), g.Data2, g.Data3, g.Data4[0], g.Data4[1], g.Data4[2],
-                  g.Data4[3], g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
-    return text;
-}
-
+// The container ID's registry text, or empty when the system cannot tell it.
 std::wstring container_of(const std::wstring& path) {
-    HDEVINFO list = SetupDiCreateDeviceInfoList(nullptr, nullptr);
-    if (list == INVALID_HANDLE_VALUE) return {};
-    std::wstring result;
-    SP_DEVICE_INTERFACE_DATA iface{};
-    iface.cbSize = sizeof(iface);
-    SP_DEVINFO_DATA info{};
-    info.cbSize = sizeof(info);
     GUID container{};
-    DEVPROPTYPE type = 0;
-    if (SetupDiOpenDeviceInterfaceW(list, path.c_str(), 0, &iface) && SetupDiEnumDeviceInfo(list, 0, &info) &&
-        SetupDiGetDevicePropertyW(list, &info, &DEVPKEY_Device_ContainerId, &type,
-                                  reinterpret_cast<PBYTE>(&container), sizeof(container), nullptr, 0) &&
-        type == DEVPROP_TYPE_GUID)
-        result = format_guid(container);
-    SetupDiDestroyDeviceInfoList(list);
-    return result;
+    return platform::hid::GetContainerId(path.c_str(), &container) ? platform::FormatGuid(container) : std::wstring();
 }
 
 // Whether an open HID handle is one of the maker's RAP interfaces.
@@ -308,6 +283,8 @@ void Win32HidBus::stop() {
     m_open.clear();
 }
 
-std::shared_ptr<IHidBus> make_default_hid_bus() { return std::make_shared<Win32HidBus>(kVendorId); }
+std::shared_ptr<IHidBus> make_default_hid_bus(std::uint16_t vendor_id) {
+    return std::make_shared<Win32HidBus>(vendor_id);
+}
 
 }  // namespace devio

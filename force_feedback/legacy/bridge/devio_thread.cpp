@@ -6,6 +6,7 @@
 #include "devio/core/scoped_executor.h"
 #include "devio/manager/rap_functions.h"
 #include "force_feedback/legacy/bridge/bridge_device_table.h"
+#include "force_feedback/legacy/product_config.h"
 
 namespace {
 constexpr std::uint32_t kInfinite = 0xFFFFFFFFu;
@@ -63,7 +64,7 @@ std::shared_ptr<devio::IFeature807ARpmIndicator> FeatureOfSlot(std::uint32_t slo
 }
 }  // namespace
 
-DevioThread::DevioThread() : DevioThread(devio::CDevio::instance()) {}
+DevioThread::DevioThread() : DevioThread(devio::CDevio::instance(kVendorId)) {}
 
 DevioThread::DevioThread(std::shared_ptr<devio::CDevio> manager)
     : m_manager(std::move(manager)),
