@@ -15,7 +15,11 @@
 
 namespace platform {
 
+class Thread;
+
 // Milliseconds since an arbitrary origin, wrapping at 2^32 like timeGetTime.
+// A bare read: callers hold a SimTimerGuard across it (and across whatever
+// else the bracket covers).
 std::uint32_t SimTimeMs();
 
 // The time-source hook: any other millisecond clock of the driver can be
@@ -81,6 +85,10 @@ private:
     bool m_active = false;
 };
 
+// The clock read on its own: SimTimeMs inside a SimTimerGuard that is
+// activated just before and deactivated just after.
+std::uint32_t BracketedSimTimeMs();
+
 // A thread the virtual clock waits for. Create it on the thread that starts
 // the worker (so the clock counts the worker as busy from the start), hand it
 // to the worker, and call Attach there before its first wait. The clock moves
@@ -110,5 +118,11 @@ bool IsVirtualClock();
 // False without a virtual clock, or when an attached thread stayed busy for
 // several seconds of real time (a hang guard, not a timing).
 bool AdvanceVirtualClock(std::uint32_t ms);
+
+// Joins `thread`, whose last steps may still wait on the simulation clock. On
+// the virtual clock the joining caller is what lets that time pass, so it
+// advances the clock 1 ms at a time until the thread is gone; on the real
+// clock it is a plain join without a time limit.
+void JoinSimThread(Thread& thread);
 
 }  // namespace platform

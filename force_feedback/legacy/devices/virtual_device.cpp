@@ -58,10 +58,7 @@ void CVDevice::BindSettings(std::unique_ptr<CGlobalData> settings, DWORD deviceI
     if (!m_settings) return;
     m_settings->Initialize(deviceId);
     m_settings->LoadFromRegistry();
-    platform::SimTimerGuard guard;
-    guard.Activate();
-    const DWORD now = platform::SimTimeMs();
-    guard.Deactivate();
+    const DWORD now = platform::BracketedSimTimeMs();
     m_settings->SetChangeStamp(now);
     m_settingsStamp = now;
 }

@@ -23,11 +23,6 @@ float AsFloat(DWORD bits) {
     return f;
 }
 
-DWORD TimedNow(platform::SimTimerGuard& guard) {
-    guard.Activate();
-    return platform::SimTimeMs();
-}
-
 }  // namespace
 
 CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
@@ -136,8 +131,7 @@ HRESULT CVPrazenWheelDevice::EscapeSetValues(DWORD x, DWORD lo, DWORD hi) {
     // Every wheel shares the toggle; the device mutex held by Escape does
     // not cover it, this lock does.
     static std::mutex blinkLock;
-    platform::SimTimerGuard guard;
-    const DWORD now = TimedNow(guard);
+    const DWORD now = platform::BracketedSimTimeMs();
     IndicatorCommands commands;
     {
         std::lock_guard lock(blinkLock);

@@ -108,13 +108,8 @@ DWORD CSimThread::End() {
     m_running = false;
     if (!m_thread) return 0;
     Resume();  // a paused loop must see the request
-    if (platform::IsVirtualClock()) {
-        // The last pass needs time to pass (paced writes); on the virtual
-        // clock the waiting caller is what lets it pass.
-        while (!m_thread->Join(0)) platform::AdvanceVirtualClock(1);
-    } else {
-        m_thread->Join(platform::kSimInfinite);
-    }
+    // The last pass needs time to pass (paced writes).
+    platform::JoinSimThread(*m_thread);
     m_thread.reset();
     m_runEvent.reset();
     m_lastTickGuard.Deactivate();
@@ -272,10 +267,7 @@ void CSimThread::ProcessTriggers() {
 }
 
 DWORD CSimThread::TickLength() {
-    platform::SimTimerGuard guard;
-    guard.Activate();
-    const std::uint32_t now = platform::SimTimeMs();
-    guard.Deactivate();
+    const std::uint32_t now = platform::BracketedSimTimeMs();
     const DWORD length = now - m_lastTickTime;
     m_lastTickTime = now;
     return length;

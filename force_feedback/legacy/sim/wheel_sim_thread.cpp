@@ -22,13 +22,7 @@ CWheelSimThread::CWheelSimThread(CVWheelDevice* device)
 
 CWheelSimThread::~CWheelSimThread() { End(); }
 
-DWORD CWheelSimThread::NowMs() {
-    platform::SimTimerGuard guard;
-    guard.Activate();
-    const DWORD now = platform::SimTimeMs();
-    guard.Deactivate();
-    return now;
-}
+DWORD CWheelSimThread::NowMs() { return platform::BracketedSimTimeMs(); }
 
 void CWheelSimThread::SetPriorityReport(std::vector<BYTE> report) {
     std::lock_guard lock(m_priorityLock);
