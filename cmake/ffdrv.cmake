@@ -68,3 +68,30 @@ function(ffdrv_version_resource target)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc @ONLY)
   target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
 endfunction()
+
+# ffdrv_layer_check(target LAYER name DIRS dir... ALLOW regex...): every build
+# of `target` first checks that the quoted #include lines of its headers and
+# sources (tests aside) name only paths matching one of the ALLOW regular
+# expressions, and fails otherwise. This is what keeps the layers pointing
+# down: a header from a layer the library does not depend on stops the build.
+function(ffdrv_layer_check target)
+  cmake_parse_arguments(L "" "LAYER" "DIRS;ALLOW" ${ARGN})
+  set(files)
+  foreach(dir IN LISTS L_DIRS)
+    file(GLOB found CONFIGURE_DEPENDS ${dir}/*.h ${dir}/*.cpp)
+    list(FILTER found EXCLUDE REGEX "(_test\\.cpp|_test_support\\.h)$")
+    list(APPEND files ${found})
+  endforeach()
+  set(layer_file ${CMAKE_CURRENT_BINARY_DIR}/layers/${target}.cmake)
+  set(stamp ${CMAKE_CURRENT_BINARY_DIR}/layers/${target}.stamp)
+  # Bracket arguments keep the regular expressions as written.
+  list(JOIN L_ALLOW "]=] [=[" allow_text)
+  file(CONFIGURE OUTPUT ${layer_file} CONTENT
+       "set(LAYER ${L_LAYER})\nset(ALLOWED [=[${allow_text}]=])\nset(SOURCES \"${files}\")\nset(STAMP \"${stamp}\")\n")
+  add_custom_command(OUTPUT ${stamp}
+                     COMMAND ${CMAKE_COMMAND} -DLAYER_FILE=${layer_file} -P ${PROJECT_SOURCE_DIR}/cmake/check_includes.cmake
+                     DEPENDS ${files} ${layer_file} ${PROJECT_SOURCE_DIR}/cmake/check_includes.cmake
+                     COMMENT "Checking the includes of layer ${L_LAYER}" VERBATIM)
+  add_custom_target(${target}_layer_check DEPENDS ${stamp})
+  add_dependencies(${target} ${target}_layer_check)
+endfunction()
