@@ -21,7 +21,7 @@ HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceS
 HRESULT CVJoystickDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CJoystickSimThread>(this));
+    return m_thread.Start(*this, std::make_unique<CJoystickSimThread>(*this));
 }
 
 HRESULT CVJoystickDevice::Close() {

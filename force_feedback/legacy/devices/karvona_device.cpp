@@ -2,7 +2,6 @@
 
 #include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/devices/joystick_device.h"
-#include "force_feedback/legacy/devices/karvona_report.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
@@ -39,7 +38,7 @@ HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
 HRESULT CVKarvonaStyleJoystickDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CKarvonaSimThread>(this));
+    return m_thread.Start(*this, std::make_unique<CKarvonaSimThread>(*this));
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::Close() {

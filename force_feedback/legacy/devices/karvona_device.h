@@ -4,11 +4,25 @@
 // feature report when the driver lets go of it.
 #pragma once
 
+#include <array>
 #include <memory>
 
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/sim/karvona_sim_thread.h"
+
+namespace karvona {
+
+inline constexpr BYTE kReleaseReportId = 0x04;
+inline constexpr BYTE kReleaseValue = 0x04;
+// Sent with HidD_SetFeature when the device is closed or destroyed.
+inline constexpr std::array<BYTE, 2> kReleaseFeatureReport = {kReleaseReportId, kReleaseValue};
+
+}  // namespace karvona
+
+// Whether the centring spring is on: actuators off, or on with the
+// settings' centering flag set.
+constexpr bool KarvonaCentringOn(bool actuatorsOff, bool centeringEnabled) { return actuatorsOff || centeringEnabled; }
 
 // Role: the Karvona-style family's device. Owner: the driver's slot.
 // Calling threads and lock as CVDevice; UpdateDevice runs under the device

@@ -1,12 +1,25 @@
 #include "force_feedback/legacy/devices/rumble_device.h"
 
 #include "force_feedback/legacy/devices/device_settings.h"
+#include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/devices/rumble_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
 
-CVRumbleDevice::CVRumbleDevice(Model model) { BindSettings(CreateModelGlobalData(model), ModelDeviceId(model)); }
+namespace {
+RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
+    switch (row.layout) {
+        case ReportLayout::RumbleA: return RumbleLayout::A;
+        case ReportLayout::RumbleB: return RumbleLayout::B;
+        default: return RumbleLayout::None;
+    }
+}
+}  // namespace
+
+CVRumbleDevice::CVRumbleDevice(Model model) : m_layout(RumbleLayoutOf(FamilyOf(model))) {
+    BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
+}
 
 CVRumbleDevice::~CVRumbleDevice() { EndActivity(); }
 
@@ -45,6 +58,6 @@ HRESULT CVRumbleDevice::RefreshSettings() {
     return S_OK;
 }
 
-std::unique_ptr<CRumbleSimThread> CVRumbleDevice::NewSimThread() { return std::make_unique<CRumbleSimThread>(this); }
+std::unique_ptr<CRumbleSimThread> CVRumbleDevice::NewSimThread() { return std::make_unique<CRumbleSimThread>(*this); }
 
 void CVRumbleDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }

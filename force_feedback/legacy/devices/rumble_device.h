@@ -52,12 +52,15 @@ protected:
     explicit CVRumbleDevice(Model model);
     // The model's thread class; the bare family's formats nothing.
     virtual std::unique_ptr<CRumbleSimThread> NewSimThread();
+    // The report layout of the model's row; None for the bare family.
+    RumbleLayout Layout() const { return m_layout; }
     // Stops and deletes the thread (its last pass sends the stop report).
     void StopActivity() override;
     void AttachEffect(CEffect* effect) override;
 
 private:
     SimThreadOwner<CRumbleSimThread> m_thread;
+    RumbleLayout m_layout = RumbleLayout::None;
     // Carried by every pad device; no operation of the family reads it.
     [[maybe_unused]] DWORD m_padWord = 0;
 };
@@ -71,7 +74,7 @@ private:
                                                                                                    \
     protected:                                                                                     \
         std::unique_ptr<CRumbleSimThread> NewSimThread() override {                                \
-            return std::make_unique<C##Codename##RumbleSimThread>(this);                           \
+            return std::make_unique<C##Codename##RumbleSimThread>(*this, Layout());                \
         }                                                                                          \
     }
 

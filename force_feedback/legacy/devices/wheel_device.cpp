@@ -7,6 +7,7 @@
 #include "force_feedback/legacy/bridge/wheel_bridge.h"
 #include "force_feedback/legacy/com/module.h"
 #include "force_feedback/legacy/devices/device_settings.h"
+#include "force_feedback/legacy/devices/wheel_status.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"
 #include "force_feedback/legacy/settings/global_data.h"
@@ -58,21 +59,13 @@ void CVWheelDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_threa
 HRESULT CVWheelDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    auto thread = std::make_unique<CWheelSimThread>(this);
-    if (m_row.modeReports) {
-        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
-        BuildWheelModeReport(/*open=*/true, report.data(), static_cast<unsigned>(report.size()));
-        thread->SetPriorityReport(std::move(report));
-    }
+    auto thread = std::make_unique<CWheelSimThread>(*this);
+    if (m_row.modeReports) thread->SetModeReport(/*open=*/true);
     return m_thread.Start(*this, std::move(thread));
 }
 
 HRESULT CVWheelDevice::Close() {
-    if (m_thread && m_row.modeReports) {
-        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
-        BuildWheelModeReport(/*open=*/false, report.data(), static_cast<unsigned>(report.size()));
-        m_thread->SetPriorityReport(std::move(report));
-    }
+    if (m_thread && m_row.modeReports) m_thread->SetModeReport(/*open=*/false);
     m_thread.Stop(*this);
     return S_OK;
 }

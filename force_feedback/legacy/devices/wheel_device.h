@@ -58,7 +58,7 @@ public:
 
     // The input completion of the simulation thread, with the report read;
     // takes the device mutex (the caller must not hold it).
-    void OnInputReport(const BYTE* report, unsigned length);
+    void OnInputReport(const BYTE* report, unsigned length) override;
     CWheelSimThread* Thread() const { return m_thread.get(); }
     const FamilyRow& Row() const { return m_row; }
 

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 
-CRumbleSimThread::CRumbleSimThread(CVDevice* device, RumbleLayout layout) : CSimThread(device), m_layout(layout) {}
+CRumbleSimThread::CRumbleSimThread(Port& port, RumbleLayout layout) : CSimThread(port), m_layout(layout) {}
 
 bool CRumbleSimThread::RunOnce(bool stopping) {
     if (!stopping) {
@@ -24,12 +23,12 @@ bool CRumbleSimThread::RunOnce(bool stopping) {
 
 void CRumbleSimThread::Tick() {
     const SimTick tick{TickLength()};
-    CVDevice* device = GetDevice();
-    if (device->SettingsChanged()) device->RefreshSettings();
+    Port* device = GetDevice();
+    device->RefreshChangedSettings();
     const bool forced = m_output.StartPass();
     ForceSums sums;
     const bool anyPlaying = SumEffects(tick, sums);
-    if (CGlobalData* settings = device->GetGlobalData()) {
+    if (const CGlobalData* settings = device->GetSettingsView()) {
         ScaleSums(sums, settings->GetCombinedGain(), settings->GetCurveKnee(),
                   [device](LONG force) { return device->MapForce(force); });
     }
@@ -48,7 +47,7 @@ void CRumbleSimThread::Tick() {
 }
 
 bool CRumbleSimThread::SumEffects(const SimTick& tick, ForceSums& sums) {
-    CVDevice* device = GetDevice();
+    Port* device = GetDevice();
     std::lock_guard lock(device->Mutex());
     bool anyPlaying = false;
     for (DWORD i = 0; i < kEffectSlots; ++i) {
@@ -68,10 +67,10 @@ bool CRumbleSimThread::SumEffects(const SimTick& tick, ForceSums& sums) {
 }
 
 RumbleSettingsView CRumbleSimThread::SettingsView() {
-    CVDevice* device = GetDevice();
+    Port* device = GetDevice();
     RumbleSettingsView view;
-    device->GetDeviceByteRange(&view.range.lowest, &view.range.highest);
-    if (CGlobalData* settings = device->GetGlobalData()) {
+    view.range = device->GetByteRange();
+    if (const CGlobalData* settings = device->GetSettingsView()) {
         view.present = true;
         view.amplitudeBasedForce = settings->GetAmplitudeBasedForce();
         view.amplitudeBasedForceThreshold = settings->GetAmplitudeBasedForceThreshold();

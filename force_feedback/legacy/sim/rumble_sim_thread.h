@@ -12,8 +12,7 @@
 // write.
 #pragma once
 
-#include "force_feedback/legacy/devices/family_table.h"
-#include "force_feedback/legacy/devices/rumble_reports.h"
+#include "force_feedback/legacy/sim/rumble_reports.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 
 class CRumbleSimThread : public CSimThread {
@@ -21,7 +20,7 @@ public:
     using Report = BYTE[rumble::kReportBufferLength];
 
     // `layout` None: the bare family thread, whose builders format nothing.
-    explicit CRumbleSimThread(CVDevice* device, RumbleLayout layout = RumbleLayout::None);
+    explicit CRumbleSimThread(Port& port, RumbleLayout layout = RumbleLayout::None);
     ~CRumbleSimThread() override { End(); }
 
     // First pass: the start report; then the passes; the last pass writes
@@ -47,12 +46,12 @@ private:
     RumbleOutput m_output;
 };
 
-// The per-model threads: a model's class is its family-table row.
+// The per-model threads: the model's device hands in the layout of its
+// family-table row.
 #define FFDRV_RUMBLE_SIM_THREAD(Codename)                                                           \
     class C##Codename##RumbleSimThread final : public CRumbleSimThread {                           \
     public:                                                                                        \
-        explicit C##Codename##RumbleSimThread(CVDevice* device)                                    \
-            : CRumbleSimThread(device, RumbleLayoutOf(FamilyOf(Model::Codename))) {}               \
+        C##Codename##RumbleSimThread(Port& port, RumbleLayout layout) : CRumbleSimThread(port, layout) {} \
     }
 
 FFDRV_RUMBLE_SIM_THREAD(Zorvel);

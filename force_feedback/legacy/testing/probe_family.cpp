@@ -34,7 +34,7 @@ HRESULT CVProbeDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDI
 HRESULT CVProbeDevice::Open(DWORD joystickId) {
     const HRESULT hr = CVDevice::Open(joystickId);
     if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CProbeSimThread>(this));
+    return m_thread.Start(*this, std::make_unique<CProbeSimThread>(*this));
 }
 
 HRESULT CVProbeDevice::Close() {

@@ -25,7 +25,7 @@ inline constexpr unsigned kProbeYOffset = 3;
 
 class CProbeSimThread : public CSimThread {
 public:
-    explicit CProbeSimThread(CVDevice* device) : CSimThread(device) {}
+    explicit CProbeSimThread(Port& port) : CSimThread(port) {}
     ~CProbeSimThread() override { End(); }
     // Passes run so far; read by tests from other threads.
     unsigned Passes() const { return m_passes.load(); }
