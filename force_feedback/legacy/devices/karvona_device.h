@@ -28,7 +28,7 @@ constexpr bool KarvonaCentringOn(bool actuatorsOff, bool centeringEnabled) { ret
 // Calling threads and lock as CVDevice; UpdateDevice runs under the device
 // mutex, RefreshSettings on the simulation thread, which then takes the
 // mutex itself for the centring blocks.
-class CVKarvonaStyleJoystickDevice : public CVDevice {
+class CVKarvonaStyleJoystickDevice : public CVSimThreadDevice<CKarvonaSimThread> {
 public:
     // Model classes end the activity first (EndActivity); here only for a
     // family object made without a model.
@@ -38,7 +38,6 @@ public:
     // The force joysticks' settings table.
     HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
     HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
-    HRESULT Open(DWORD joystickId) override;
     // Sends the release feature report (also when no thread ever ran), then
     // stops the thread.
     HRESULT Close() override;
@@ -49,20 +48,15 @@ public:
     // mutex to be held.
     virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled);
 
-    CKarvonaSimThread* Thread() const { return m_thread.get(); }
-
 protected:
     CVKarvonaStyleJoystickDevice() = default;
     // The release report first (the stick goes back to its own firmware),
     // then the thread.
     void StopActivity() override;
-    void AttachEffect(CEffect* effect) override;
 
 private:
     void SendReleaseReport();
     HRESULT ApplyCurrentCentering();
-
-    SimThreadOwner<CKarvonaSimThread> m_thread;
 };
 
 class CVKarvonaJoystickDevice : public CVKarvonaStyleJoystickDevice {

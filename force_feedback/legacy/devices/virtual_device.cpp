@@ -66,6 +66,10 @@ void CVDevice::BindSettings(std::unique_ptr<CGlobalData> settings, DWORD deviceI
     m_settingsStamp = now;
 }
 
+void CVDevice::TakeSettingsStamp() {
+    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+}
+
 bool CVDevice::ForceFeedbackEnabled() const { return !m_settings || m_settings->GetForceEnabled() != 0; }
 
 LONG CVDevice::SlotOf(DWORD handle) {

@@ -141,15 +141,14 @@ protected:
     static LONG SlotOf(DWORD handle);
     // Stops and deletes every effect; under the mutex.
     void DeleteAllEffects();
-
-    DWORD m_indicatorLevel = 0;
-    std::unique_ptr<CInput> m_input;
-    std::unique_ptr<CEffect> m_effects[kEffectSlots];
-    DWORD m_gain = kFullGain;
-    std::atomic<DWORD> m_state{kInitialDeviceState};
-    std::unique_ptr<CGlobalData> m_settings;
-    DWORD m_settingsStamp = 0;
-    LONG m_statusValue = kNoStatusValue;
+    // Marks the device up to date with its settings' current change stamp.
+    void TakeSettingsStamp();
+    // Null when the CInput could not be made.
+    CInput* Input() const { return m_input.get(); }
+    LONG StatusValue() const { return m_statusValue; }
+    // The shift-indicator level last sent (Prazen wheel); under the mutex.
+    DWORD IndicatorLevel() const { return m_indicatorLevel; }
+    void SetIndicatorLevel(DWORD level) { m_indicatorLevel = level; }
 
 private:
     // CSimThread::Port, over the operations above.
@@ -165,6 +164,14 @@ private:
     HRESULT EscapeSendFloatsLocked(LPDIEFFESCAPE pesc);
     void UnpauseAndSwitchOn(bool switchOn);
 
+    DWORD m_indicatorLevel = 0;
+    std::unique_ptr<CInput> m_input;
+    std::unique_ptr<CEffect> m_effects[kEffectSlots];
+    DWORD m_gain = kFullGain;
+    std::atomic<DWORD> m_state{kInitialDeviceState};
+    std::unique_ptr<CGlobalData> m_settings;
+    DWORD m_settingsStamp = 0;
+    LONG m_statusValue = kNoStatusValue;
     std::mutex m_mutex;
     bool m_activityEnded = false;
 };

@@ -26,7 +26,8 @@ public:
     // First pass: the start report; then the passes; the last pass writes
     // the stop report and leaves the report queue as it is.
     bool RunOnce(bool stopping) override;
-    void Tick() override;
+    // A pad has no hardware condition slots.
+    void AssignHardwareSlot(unsigned, LONG, DWORD, LONG*, const SimTick&) override {}
 
     // The formatters, each given a buffer it zeroes first; true when there is
     // a report to write.
@@ -35,15 +36,24 @@ public:
     virtual bool BuildAlternativeReport(Report& report);
     virtual bool BuildMotorReport(Report& report, BYTE motorA, BYTE motorB);
 
+protected:
+    // Both motors take every force alike: the summing class does not split
+    // the sum here.
+    void AddForce(ForceSums& sums, LONG x, LONG y, LONG summingClass) override;
+    // The motors, or the stop report, when they changed or the refresh is due.
+    void ReportStep(LONG x, LONG y) override;
+    // The queue is not written by the pad's passes; the idle rhythm below.
+    void EndPass(bool anyPlaying) override;
+
 private:
-    // Steps 1-3 of the pass: true when some effect was playing.
-    bool SumEffects(const SimTick& tick, ForceSums& sums);
     RumbleSettingsView SettingsView();
     // Writes a formatted report with the device's output report length.
     void WriteFormatted(const Report& report);
 
     RumbleLayout m_layout;
     RumbleOutput m_output;
+    // The pass had a report to send that the layout would not format.
+    bool m_declined = false;
 };
 
 // The per-model threads: the model's device hands in the layout of its

@@ -269,22 +269,33 @@ void CSimThread::Tick() {
     m_device.RefreshChangedSettings();
     m_writesThisPass = 0;
     ForceSums sums;
-    PassOverEffects(tick, sums);
+    const bool anyPlaying = PassOverEffects(tick, sums);
     if (const CGlobalData* settings = m_device.GetSettingsView()) {
         ScaleSums(sums, settings->GetCombinedGain(), settings->GetCurveKnee(),
                   [this](LONG force) { return m_device.MapForce(force); });
     }
     ReportStep(ClampForce(sums.x1 + sums.x2), ClampForce(sums.y1 + sums.y2));
+    EndPass(anyPlaying);
+}
+
+void CSimThread::EndPass(bool) {
     FlushQueuedReports();
     if (m_writesThisPass == 0) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
 }
 
-void CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
+void CSimThread::AddForce(ForceSums& sums, LONG x, LONG y, LONG summingClass) {
+    (summingClass != 0 ? sums.x1 : sums.x2) += x;
+    (summingClass != 0 ? sums.y1 : sums.y2) += y;
+}
+
+bool CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
     std::lock_guard lock(m_device.Mutex());
     LoadRanking ranking{};
+    bool anyPlaying = false;
     for (DWORD i = 0; i < kEffectSlots; ++i) {
         CEffect* e = m_device.GetEffect(i);
         if (e == nullptr) continue;
+        anyPlaying = anyPlaying || e->IsPlaying();
         if (!e->IsSimulated()) {
             RankLoad(ranking, e->GetLoad(), static_cast<LONG>(i));
             continue;
@@ -292,12 +303,12 @@ void CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
         e->Update(&tick);
         LONG x = 0, y = 0, summingClass = 0;
         if (e->GetForce(&x, &y, &summingClass) != S_OK) continue;
-        (summingClass != 0 ? sums.x1 : sums.x2) += x;
-        (summingClass != 0 ? sums.y1 : sums.y2) += y;
+        AddForce(sums, x, y, summingClass);
     }
     for (unsigned p = 0; p < kHardwareSlots; ++p) {
         AssignHardwareSlot(p, ranking[p].slot, ranking[p].load, &m_rememberedSlot[p], tick);
     }
+    return anyPlaying;
 }
 
 void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remembered, const SimTick& tick) {

@@ -157,6 +157,9 @@ public:
     virtual void ProcessTriggers();
     // Takes position (and the family's filtering) from the input buffer.
     virtual void UpdateInput();
+    // The pass shared by every family: clock, settings, the effects under
+    // the device mutex, the strength scaling, then the family's report step
+    // and end of pass.
     virtual void Tick();
     // Gives hardware slot `p` to the effect in `newSlot`, taking it from the
     // one in `*remembered` first.
@@ -179,10 +182,18 @@ public:
 protected:
     // The family's report step: formats and writes the force report.
     virtual void ReportStep(LONG x, LONG y) { (void)x, (void)y; }
+    // Where the force of one simulated effect goes: summing class non-zero
+    // to the first pair, which the boost curve may reshape, else the second.
+    virtual void AddForce(ForceSums& sums, LONG x, LONG y, LONG summingClass);
+    // After the report step: writes the queued reports; a pass that wrote
+    // nothing at all sleeps as long as a paced write would take.
+    // `anyPlaying`: some effect in the table was playing during the pass.
+    virtual void EndPass(bool anyPlaying);
     // Issues the next overlapped input read; failures are dropped.
     virtual void StartInputRead();
-    // The pass under the device mutex: steps 4 and 5.
-    void PassOverEffects(const SimTick& tick, ForceSums& sums);
+    // The pass under the device mutex: steps 4 and 5. True when some effect
+    // was playing (asked before its update).
+    bool PassOverEffects(const SimTick& tick, ForceSums& sums);
     void FlushQueuedReports();
     void SendResetReport();
     unsigned OutputReportLength() const { return m_outputLength; }
@@ -191,6 +202,9 @@ protected:
     // For families that issue the input read themselves.
     BYTE* MutableInputBuffer() { return m_inputBuffer.data(); }
     unsigned WritesThisPass() const { return m_writesThisPass; }
+    // True until the thread's first pass has started the input read.
+    bool FirstPass() const { return m_firstPass; }
+    bool Running() const { return m_running; }
     // Cancels the outstanding input read and lets its completion run.
     void CancelInputRead();
     // Milliseconds since the previous call (since Begin for the first).
@@ -205,15 +219,14 @@ protected:
     void PublishPosition(const AxisPair& position);
     void PublishVelocity(int axis, LONG velocity);
 
-    std::atomic<bool> m_running{false};
-    bool m_firstPass = true;
-    DWORD m_buttonState = 0;
-    LONG m_rememberedSlot[kHardwareSlots] = {kNoSlot, kNoSlot, kNoSlot};
-
 private:
     static void OnInputRead(DWORD error, DWORD bytes, platform::hid::AsyncIo* io);
     void ThreadProc(std::shared_ptr<platform::SimParticipant> participant);
 
+    std::atomic<bool> m_running{false};
+    bool m_firstPass = true;
+    DWORD m_buttonState = 0;
+    LONG m_rememberedSlot[kHardwareSlots] = {kNoSlot, kNoSlot, kNoSlot};
     // Written through the Publish operations only.
     AxisPair m_position{};
     AxisPair m_velocity{};
