@@ -1,9 +1,9 @@
 // The one owning pointer a device family keeps to its simulation thread,
 // with the start and stop sequences every family shares, so that effects
 // never hold a thread that is gone and a second open never orphans a
-// running thread.
+// running thread; and CVSimThreadDevice, the family base built on it.
 //
-// Role: a member of each family device. Owner: that device. Calling
+// SimThreadOwner role: a member of the family base. Owner: that device. Calling
 // threads: the device's callers (Open, Close, UpdateDevice, destruction);
 // the pointer is swapped under the device mutex, which Start and Stop take
 // themselves (callers must not hold it).
