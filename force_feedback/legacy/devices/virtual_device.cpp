@@ -366,7 +366,7 @@ CalibrationRecord CVDevice::GetCalibrationRecord(bool raw) {
     return record;
 }
 
-std::array<LONG, 2> CVDevice::ReadPosition(const BYTE* report, unsigned length) {
+AxisPair CVDevice::ReadPosition(const BYTE* report, unsigned length) {
     return {static_cast<LONG>(GetAxisValue(0, report, length)), static_cast<LONG>(GetAxisValue(1, report, length))};
 }
 

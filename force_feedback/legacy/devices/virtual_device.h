@@ -157,7 +157,7 @@ private:
     const CGlobalData* GetSettingsView() override { return GetGlobalData(); }
     void RefreshChangedSettings() override;
     CalibrationRecord GetCalibrationRecord(bool raw) override;
-    std::array<LONG, 2> ReadPosition(const BYTE* report, unsigned length) override;
+    AxisPair ReadPosition(const BYTE* report, unsigned length) override;
     DWORD ReadButtons(const BYTE* report, unsigned length) override { return GetButtons(report, length); }
 
     HRESULT EscapeLocked(LPDIEFFESCAPE pesc);

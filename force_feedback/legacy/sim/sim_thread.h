@@ -81,9 +81,11 @@ public:
     // Role: everything a simulation thread may ask of its device; the device
     // implements it and hands itself in at construction, so the thread never
     // sees a device class. Owner: the device, which outlives its thread.
-    // Calling thread: the simulation thread (GetReportLengths and
-    // GetCalibrationRecord also from the thread's constructor). Lock: the
-    // effect table is read only with Mutex() held; nothing else needs it.
+    // Calling thread: the simulation thread; GetReportLengths and
+    // GetCalibrationRecord also from the thread's constructor, and
+    // GetSettingsView from an application thread when an effect asks its
+    // host for a strength inside SetParameters (device mutex held). Lock:
+    // the effect table is read only with Mutex() held; nothing else needs it.
     class Port {
     public:
         struct ReportLengths {
@@ -117,7 +119,7 @@ public:
         virtual CalibrationRecord GetCalibrationRecord(bool raw) = 0;
         // Raw X and Y positions, and the pressed-button mask, of one input
         // report.
-        virtual std::array<LONG, 2> ReadPosition(const BYTE* report, unsigned length) = 0;
+        virtual AxisPair ReadPosition(const BYTE* report, unsigned length) = 0;
         virtual DWORD ReadButtons(const BYTE* report, unsigned length) = 0;
         // Each input report, after the thread took its positions and before
         // its trigger buttons; nothing by default.
