@@ -51,7 +51,7 @@ public:
     HRESULT Open(DWORD id) override {
         const HRESULT hr = CVDevice::Open(id);
         if (FAILED(hr)) return hr;
-        m_thread = std::make_unique<BenchThread>(this);
+        m_thread = std::make_unique<BenchThread>(*this);
         return m_thread->Begin() == 0 ? S_OK : E_FAIL;
     }
     HRESULT Close() override {

@@ -27,7 +27,7 @@ struct LastPassCase {
     const char* name;
     Model model;
     std::function<std::unique_ptr<CVDevice>()> makeDevice;
-    std::function<std::unique_ptr<CSimThread>(CVDevice*)> makeThread;
+    std::function<std::unique_ptr<CSimThread>(CVDevice&)> makeThread;
 };
 
 template <class Device>
@@ -37,13 +37,13 @@ std::unique_ptr<CVDevice> Make() {
 
 const LastPassCase kCases[] = {
     {"PelvarWheel", Model::Pelvar, Make<CVPelvarWheelDevice>,
-     [](CVDevice* d) { return std::make_unique<CWheelSimThread>(static_cast<CVWheelDevice*>(d)); }},
+     [](CVDevice& d) { return std::make_unique<CWheelSimThread>(d); }},
     {"FerollaStick", Model::Ferolla, Make<CVFerollaJoystickDevice>,
-     [](CVDevice* d) { return std::make_unique<CJoystickSimThread>(d); }},
+     [](CVDevice& d) { return std::make_unique<CJoystickSimThread>(d); }},
     {"KarvonaStick", Model::Karvona, Make<CVKarvonaJoystickDevice>,
-     [](CVDevice* d) { return std::make_unique<CKarvonaSimThread>(d); }},
+     [](CVDevice& d) { return std::make_unique<CKarvonaSimThread>(d); }},
     {"ZorvelPad", Model::Zorvel, Make<CVZorvelRumbleDevice>,
-     [](CVDevice* d) { return std::make_unique<CZorvelRumbleSimThread>(d); }},
+     [](CVDevice& d) { return std::make_unique<CZorvelRumbleSimThread>(d, RumbleLayout::A); }},
 };
 
 FfdrvVirtualDevice DeviceOf(Model model) {
@@ -65,7 +65,7 @@ TEST_P(LastPassTest, AThreadStoppedBeforeItsFirstPassLeavesNoRequestInFlight) {
     ASSERT_EQ(device->Close(), S_OK);
     ASSERT_EQ(FfdrvVirtualPendingIo(kJoystick), 0);
 
-    std::unique_ptr<CSimThread> thread = c.makeThread(device.get());
+    std::unique_ptr<CSimThread> thread = c.makeThread(*device);
     EXPECT_FALSE(thread->RunOnce(/*stopping=*/true));
     EXPECT_EQ(FfdrvVirtualPendingIo(kJoystick), 0) << "a read outlives the thread's last pass";
     thread.reset();
@@ -80,7 +80,7 @@ TEST_P(LastPassTest, ALastPassAfterRunningPassesCancelsTheReadItHadOut) {
     ASSERT_EQ(device->Open(kJoystick), S_OK);
     ASSERT_EQ(device->Close(), S_OK);
 
-    std::unique_ptr<CSimThread> thread = c.makeThread(device.get());
+    std::unique_ptr<CSimThread> thread = c.makeThread(*device);
     ASSERT_TRUE(thread->RunOnce(/*stopping=*/false));
     EXPECT_EQ(FfdrvVirtualPendingIo(kJoystick), 1) << "a running thread keeps one read out";
     EXPECT_FALSE(thread->RunOnce(/*stopping=*/true));

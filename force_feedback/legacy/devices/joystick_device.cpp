@@ -8,8 +8,6 @@
 
 CVJoystickDevice::~CVJoystickDevice() { EndActivity(); }
 
-void CVJoystickDevice::StopActivity() { m_thread.Stop(*this); }
-
 HRESULT CVJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(m_effects, dwEffectId, pdwEffect, peff, dwFlags);
 }
@@ -18,37 +16,24 @@ HRESULT CVJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) { return SetDeviceS
 
 HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param); }
 
-HRESULT CVJoystickDevice::Open(DWORD joystickId) {
-    const HRESULT hr = CVDevice::Open(joystickId);
-    if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CJoystickSimThread>(this));
-}
-
-HRESULT CVJoystickDevice::Close() {
-    m_thread.Stop(*this);
-    return S_OK;
-}
-
 HRESULT CVJoystickDevice::RefreshSettings() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     const CenteringChoice centering = CurrentCentering(GetGlobalData());
     ApplyCenteringSettings(centering.strength, centering.enabled);
-    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+    TakeSettingsStamp();
     return S_OK;
 }
 
 HRESULT CVJoystickDevice::UpdateDevice() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     const CenteringChoice centering = CurrentCentering(GetGlobalData());
     ApplyCenteringSettings(centering.strength, centering.enabled);
-    m_thread.FollowPauseState(DeviceState());
+    FollowPauseState();
     return S_OK;
 }
 
-void CVJoystickDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
-
 HRESULT CVJoystickDevice::ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength) {
-    return QueueCentering(m_thread.get(), GetGlobalData(), DeviceState(), protocol, strength);
+    return QueueCentering(Thread(), GetGlobalData(), DeviceState(), protocol, strength);
 }
 
 HRESULT CVHiResJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {

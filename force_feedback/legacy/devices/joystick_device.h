@@ -16,7 +16,7 @@
 // its resolution. Owner: the driver's slot. Calling threads and lock as
 // CVDevice; UpdateDevice and RefreshSettings run under the device mutex
 // (RefreshSettings on the simulation thread).
-class CVJoystickDevice : public CVDevice {
+class CVJoystickDevice : public CVSimThreadDevice<CJoystickSimThread> {
 public:
     // Model classes end the thread first (EndActivity); here only for a
     // family object made without a model.
@@ -26,10 +26,6 @@ public:
     // E_INVALIDARG for index 5, indices above 6 and strengths above 15000.
     HRESULT SetSetting(SVJOYFORCEPARAM* param) override;
     HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
-    // The base open, then the thread; the base's error, or E_FAIL when the
-    // thread cannot start.
-    HRESULT Open(DWORD joystickId) override;
-    HRESULT Close() override;
     HRESULT RefreshSettings() override;
     HRESULT UpdateDevice() override;
     // Queues the centring parameters of the resolution, then centring on or
@@ -37,19 +33,12 @@ public:
     // the settings.
     virtual HRESULT ApplyCenteringSettings(DWORD strength, DWORD centeringEnabled) = 0;
 
-    CJoystickSimThread* Thread() const { return m_thread.get(); }
-
 protected:
     explicit CVJoystickDevice(EffectFamily effects) : m_effects(effects) {}
-    // Stops and deletes the thread (its last pass writes the queued commands
-    // and the stop command).
-    void StopActivity() override;
-    void AttachEffect(CEffect* effect) override;
     HRESULT ApplyCenteringWith(const CenteringProtocol& protocol, DWORD strength);
 
 private:
     EffectFamily m_effects;
-    SimThreadOwner<CJoystickSimThread> m_thread;
 };
 
 class CVHiResJoystickDevice : public CVJoystickDevice {

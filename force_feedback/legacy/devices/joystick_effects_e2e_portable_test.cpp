@@ -26,7 +26,7 @@
 //   16 ms after the previous pass's report.
 #include <functional>
 
-#include "force_feedback/legacy/devices/karvona_report.h"
+#include "force_feedback/legacy/sim/karvona_report.h"
 #include "force_feedback/legacy/testing/joystick_e2e_harness.h"
 #include "platform/muldiv.h"
 

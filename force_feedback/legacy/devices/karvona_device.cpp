@@ -2,7 +2,6 @@
 
 #include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/devices/joystick_device.h"
-#include "force_feedback/legacy/devices/karvona_report.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
@@ -11,11 +10,11 @@ CVKarvonaStyleJoystickDevice::~CVKarvonaStyleJoystickDevice() { EndActivity(); }
 
 void CVKarvonaStyleJoystickDevice::StopActivity() {
     SendReleaseReport();
-    m_thread.Stop(*this);
+    CVSimThreadDevice::StopActivity();
 }
 
 void CVKarvonaStyleJoystickDevice::SendReleaseReport() {
-    if (!m_input) return;
+    if (!Input()) return;
     const platform::hid::File file = GetHidHandle();
     if (file == platform::hid::InvalidFile()) return;
     // A stick that is gone cannot be released; nothing else to do then.
@@ -36,16 +35,9 @@ HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
     return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
 }
 
-HRESULT CVKarvonaStyleJoystickDevice::Open(DWORD joystickId) {
-    const HRESULT hr = CVDevice::Open(joystickId);
-    if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CKarvonaSimThread>(this));
-}
-
 HRESULT CVKarvonaStyleJoystickDevice::Close() {
     SendReleaseReport();
-    m_thread.Stop(*this);
-    return S_OK;
+    return CVSimThreadDevice::Close();
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::ApplyCurrentCentering() {
@@ -54,30 +46,28 @@ HRESULT CVKarvonaStyleJoystickDevice::ApplyCurrentCentering() {
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::RefreshSettings() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     {
         std::lock_guard lock(Mutex());
         ApplyCurrentCentering();
     }
-    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+    TakeSettingsStamp();
     return S_OK;
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::UpdateDevice() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     ApplyCurrentCentering();
-    m_thread.FollowPauseState(DeviceState());
+    FollowPauseState();
     return S_OK;
 }
 
-void CVKarvonaStyleJoystickDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
-
 HRESULT CVKarvonaStyleJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
-    if (!m_thread) return E_HANDLE;
+    if (!Thread()) return E_HANDLE;
     const CGlobalData* s = GetGlobalData();
     const bool enabled = s != nullptr && s->GetPersistentCenteringSpring() != 0;
     const bool actuatorsOff = (DeviceState() & DIGFFS_ACTUATORSOFF) != 0;
-    m_thread->ApplyCentering(strength, KarvonaCentringOn(actuatorsOff, enabled));
+    Thread()->ApplyCentering(strength, KarvonaCentringOn(actuatorsOff, enabled));
     return S_OK;
 }
 

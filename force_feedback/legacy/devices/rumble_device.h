@@ -17,7 +17,7 @@
 #include "force_feedback/legacy/product_config.h"
 #include "force_feedback/legacy/sim/rumble_sim_thread.h"
 
-class CVRumbleDevice : public CVDevice {
+class CVRumbleDevice : public CVSimThreadDevice<CRumbleSimThread> {
 public:
     CVRumbleDevice() = default;
     // Model classes end the thread first (EndActivity); here for the bare
@@ -33,11 +33,6 @@ public:
     // The stored value, or the family default without settings; the save
     // flag is ignored. E_POINTER, E_INVALIDARG as SetSetting.
     HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
-    // The base open, then the model's thread is made and started; no thread
-    // when the open fails. E_FAIL when the thread cannot start.
-    HRESULT Open(DWORD joystickId) override;
-    // Stops and deletes the thread (its last pass sends the stop report).
-    HRESULT Close() override;
     // Under the device mutex: pauses or resumes the thread's output with the
     // state word. Nothing is sent: a pad has no centering spring.
     HRESULT UpdateDevice() override;
@@ -45,19 +40,14 @@ public:
     // itself on its next pass.
     HRESULT RefreshSettings() override;
 
-    CRumbleSimThread* Thread() const { return m_thread.get(); }
-
 protected:
     // Per-model classes: binds the model's settings.
     explicit CVRumbleDevice(Model model);
-    // The model's thread class; the bare family's formats nothing.
-    virtual std::unique_ptr<CRumbleSimThread> NewSimThread();
-    // Stops and deletes the thread (its last pass sends the stop report).
-    void StopActivity() override;
-    void AttachEffect(CEffect* effect) override;
+    // The report layout of the model's row; None for the bare family.
+    RumbleLayout Layout() const { return m_layout; }
 
 private:
-    SimThreadOwner<CRumbleSimThread> m_thread;
+    RumbleLayout m_layout = RumbleLayout::None;
     // Carried by every pad device; no operation of the family reads it.
     [[maybe_unused]] DWORD m_padWord = 0;
 };
@@ -71,7 +61,7 @@ private:
                                                                                                    \
     protected:                                                                                     \
         std::unique_ptr<CRumbleSimThread> NewSimThread() override {                                \
-            return std::make_unique<C##Codename##RumbleSimThread>(this);                           \
+            return std::make_unique<C##Codename##RumbleSimThread>(*this, Layout());                \
         }                                                                                          \
     }
 

@@ -1,9 +1,9 @@
 // The one owning pointer a device family keeps to its simulation thread,
 // with the start and stop sequences every family shares, so that effects
 // never hold a thread that is gone and a second open never orphans a
-// running thread.
+// running thread; and CVSimThreadDevice, the family base built on it.
 //
-// Role: a member of each family device. Owner: that device. Calling
+// SimThreadOwner role: a member of the family base. Owner: that device. Calling
 // threads: the device's callers (Open, Close, UpdateDevice, destruction);
 // the pointer is swapped under the device mutex, which Start and Stop take
 // themselves (callers must not hold it).
@@ -80,4 +80,42 @@ private:
     }
 
     std::unique_ptr<Thread> m_thread;
+};
+
+// Role: the base of every device family that runs a simulation thread: it
+// owns the family's thread (`ThreadClass`, made with the device as its
+// port) and holds, once, the overrides that start, stop and attach it.
+// Families add what they send around the thread's start and end. Owner,
+// calling threads and lock as CVDevice.
+template <class ThreadClass>
+class CVSimThreadDevice : public CVDevice {
+public:
+    // The base open, then the family's thread; the base's error, or E_FAIL
+    // when the thread cannot start.
+    HRESULT Open(DWORD joystickId) override {
+        const HRESULT hr = CVDevice::Open(joystickId);
+        if (FAILED(hr)) return hr;
+        return m_thread.Start(*this, NewSimThread());
+    }
+    // Stops and deletes the thread; its last pass writes what the family
+    // writes at its end.
+    HRESULT Close() override {
+        m_thread.Stop(*this);
+        return S_OK;
+    }
+    ThreadClass* Thread() const { return m_thread.get(); }
+
+protected:
+    CVSimThreadDevice() = default;
+    // The thread Open starts, not yet begun.
+    virtual std::unique_ptr<ThreadClass> NewSimThread() { return std::make_unique<ThreadClass>(*this); }
+    void StopActivity() override { m_thread.Stop(*this); }
+    // Every effect gets the thread: native conditions queue their commands
+    // through it, simulated ones read positions and velocities from it.
+    void AttachEffect(CEffect* effect) override { effect->SetSimThread(m_thread.get()); }
+    // Holds or releases the thread's output with the device state word.
+    void FollowPauseState() { m_thread.FollowPauseState(DeviceState()); }
+
+private:
+    SimThreadOwner<ThreadClass> m_thread;
 };

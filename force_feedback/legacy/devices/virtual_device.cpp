@@ -63,6 +63,10 @@ void CVDevice::BindSettings(std::unique_ptr<CGlobalData> settings, DWORD deviceI
     m_settingsStamp = now;
 }
 
+void CVDevice::TakeSettingsStamp() {
+    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+}
+
 bool CVDevice::ForceFeedbackEnabled() const { return !m_settings || m_settings->GetForceEnabled() != 0; }
 
 LONG CVDevice::SlotOf(DWORD handle) {
@@ -331,6 +335,36 @@ DWORD CVDevice::GetButtons(const BYTE* report, ULONG length) {
 
 ULONG CVDevice::GetAxisValue(int axis, const BYTE* report, ULONG length) {
     return m_input ? m_input->GetAxisValue(axis, report, length) : 0;
+}
+
+CSimThread::Port::ReportLengths CVDevice::GetReportLengths() {
+    return {GetInputReportLength(), GetOutputReportLength()};
+}
+
+ByteRange CVDevice::GetByteRange() {
+    ByteRange range;
+    GetDeviceByteRange(&range.lowest, &range.highest);
+    return range;
+}
+
+void CVDevice::RefreshChangedSettings() {
+    if (SettingsChanged()) RefreshSettings();
+}
+
+CalibrationRecord CVDevice::GetCalibrationRecord(bool raw) {
+    DWORD values[6] = {};
+    if (raw) GetRawCalibration(values);
+    else GetCalibration(values);
+    CalibrationRecord record{};
+    for (int i = 0; i < 2; ++i) {
+        record.axes[i] = {static_cast<LONG>(values[3 * i]), static_cast<LONG>(values[3 * i + 1]),
+                          static_cast<LONG>(values[3 * i + 2])};
+    }
+    return record;
+}
+
+AxisPair CVDevice::ReadPosition(const BYTE* report, unsigned length) {
+    return {static_cast<LONG>(GetAxisValue(0, report, length)), static_cast<LONG>(GetAxisValue(1, report, length))};
 }
 
 LONG CVDevice::SetStatusValue(LONG value) {

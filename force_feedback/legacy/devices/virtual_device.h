@@ -8,7 +8,8 @@
 // simulation thread. Lock: the device mutex guards the effect table, the
 // gain and the CInput; every operation takes it itself (never recursively).
 // The state word is also read outside the mutex on the implicit
-// continue/actuators-on path, so it is atomic.
+// continue/actuators-on path, so it is atomic. Its simulation thread sees it
+// only as a CSimThread::Port.
 #pragma once
 
 #include <atomic>
@@ -18,6 +19,7 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
+#include "force_feedback/legacy/sim/sim_thread.h"
 #include "platform/hid.h"
 
 class CEffect;
@@ -31,7 +33,6 @@ struct SVJOYFORCEPARAM {
     DWORD dwValue;
 };
 
-inline constexpr DWORD kEffectSlots = 64;
 // DIGFFS_EMPTY | DIGFFS_STOPPED | DIGFFS_ACTUATORSOFF | DIGFFS_POWERON.
 inline constexpr DWORD kInitialDeviceState = 0x63;
 inline constexpr DWORD kFullGain = 10000;
@@ -52,7 +53,7 @@ inline constexpr DWORD kEscapeSelectorOffset = 8;
 inline constexpr DWORD kEscapeFloatCountOffset = 9;
 inline constexpr DWORD kEscapeFloatsOffset = 12;
 
-class CVDevice {
+class CVDevice : public CSimThread::Port {
 public:
     CVDevice();
     // The most derived class has stopped the device's activity already (see
@@ -93,15 +94,15 @@ public:
     virtual LONG FindFreeSlot();
     virtual HRESULT UpdateDevice() { return S_OK; }
     // No bounds check: callers pass 0..63.
-    virtual CEffect* GetEffect(DWORD slot);
-    virtual platform::hid::File GetHidHandle();
-    virtual LONG MapForce(LONG force);
+    CEffect* GetEffect(DWORD slot) override;
+    platform::hid::File GetHidHandle() override;
+    LONG MapForce(LONG force) override;
     virtual CGlobalData* GetGlobalData() { return m_settings.get(); }
     virtual void GetCalibration(DWORD out[6]);
     virtual void GetRawCalibration(DWORD out[6]);
     virtual std::uint16_t GetInputReportLength();
     virtual std::uint16_t GetOutputReportLength();
-    virtual BYTE GetReportId();
+    BYTE GetReportId() override;
     virtual void GetDeviceByteRange(BYTE* lower, BYTE* upper);
     virtual DWORD GetButtons(const BYTE* report, ULONG length);
     virtual ULONG GetAxisValue(int axis, const BYTE* report, ULONG length);
@@ -111,7 +112,7 @@ public:
     virtual bool EscapeSendFloats(BYTE, LPDIEFFESCAPE, const std::vector<float>&) { return false; }
 
     // The device mutex, for the simulation thread's pass.
-    std::mutex& Mutex() { return m_mutex; }
+    std::mutex& Mutex() override { return m_mutex; }
     DWORD DeviceState() const { return m_state.load(); }
     DWORD Gain() const { return m_gain; }
 
@@ -140,6 +141,28 @@ protected:
     static LONG SlotOf(DWORD handle);
     // Stops and deletes every effect; under the mutex.
     void DeleteAllEffects();
+    // Marks the device up to date with its settings' current change stamp.
+    void TakeSettingsStamp();
+    // Null when the CInput could not be made.
+    CInput* Input() const { return m_input.get(); }
+    LONG StatusValue() const { return m_statusValue; }
+    // The shift-indicator level last sent (Prazen wheel); under the mutex.
+    DWORD IndicatorLevel() const { return m_indicatorLevel; }
+    void SetIndicatorLevel(DWORD level) { m_indicatorLevel = level; }
+
+private:
+    // CSimThread::Port, over the operations above.
+    ReportLengths GetReportLengths() override;
+    ByteRange GetByteRange() override;
+    const CGlobalData* GetSettingsView() override { return GetGlobalData(); }
+    void RefreshChangedSettings() override;
+    CalibrationRecord GetCalibrationRecord(bool raw) override;
+    AxisPair ReadPosition(const BYTE* report, unsigned length) override;
+    DWORD ReadButtons(const BYTE* report, unsigned length) override { return GetButtons(report, length); }
+
+    HRESULT EscapeLocked(LPDIEFFESCAPE pesc);
+    HRESULT EscapeSendFloatsLocked(LPDIEFFESCAPE pesc);
+    void UnpauseAndSwitchOn(bool switchOn);
 
     DWORD m_indicatorLevel = 0;
     std::unique_ptr<CInput> m_input;
@@ -149,12 +172,6 @@ protected:
     std::unique_ptr<CGlobalData> m_settings;
     DWORD m_settingsStamp = 0;
     LONG m_statusValue = kNoStatusValue;
-
-private:
-    HRESULT EscapeLocked(LPDIEFFESCAPE pesc);
-    HRESULT EscapeSendFloatsLocked(LPDIEFFESCAPE pesc);
-    void UnpauseAndSwitchOn(bool switchOn);
-
     std::mutex m_mutex;
     bool m_activityEnded = false;
 };

@@ -5,7 +5,8 @@
 #pragma once
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 
 namespace centering {
 

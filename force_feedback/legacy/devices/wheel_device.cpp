@@ -7,6 +7,7 @@
 #include "force_feedback/legacy/bridge/wheel_bridge.h"
 #include "force_feedback/legacy/bridge/process_bridge.h"
 #include "force_feedback/legacy/devices/device_settings.h"
+#include "force_feedback/legacy/devices/wheel_status.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/input/input.h"
 #include "force_feedback/legacy/settings/global_data.h"
@@ -31,13 +32,12 @@ CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
 
 CVWheelDevice::~CVWheelDevice() { EndActivity(); }
 
-void CVWheelDevice::StopActivity() { m_thread.Stop(*this); }
 
 EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
     // The damper class follows the wheel that is plugged in, as its HID
     // attributes name it, not the class the driver made.
-    const FamilyRow* plugged = m_input ? FamilyByProductId(m_input->GetProductId()) : nullptr;
+    const FamilyRow* plugged = Input() ? FamilyByProductId(Input()->GetProductId()) : nullptr;
     if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel) return EffectFamilyOf(*plugged);
     return EffectFamily::kHiResWheel;
 }
@@ -46,30 +46,15 @@ HRESULT CVWheelDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDI
     return DownloadEffectFrame(EffectFamilyOfDevice(), dwEffectId, pdwEffect, peff, dwFlags);
 }
 
-// Every effect gets the thread: native conditions queue their commands
-// through it, simulated ones read positions and velocities from it.
-void CVWheelDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
-
-HRESULT CVWheelDevice::Open(DWORD joystickId) {
-    const HRESULT hr = CVDevice::Open(joystickId);
-    if (FAILED(hr)) return hr;
-    auto thread = std::make_unique<CWheelSimThread>(this);
-    if (m_row.modeReports) {
-        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
-        BuildWheelModeReport(/*open=*/true, report.data(), static_cast<unsigned>(report.size()));
-        thread->SetPriorityReport(std::move(report));
-    }
-    return m_thread.Start(*this, std::move(thread));
+std::unique_ptr<CWheelSimThread> CVWheelDevice::NewSimThread() {
+    auto thread = CVSimThreadDevice::NewSimThread();
+    if (m_row.modeReports) thread->SetModeReport(/*open=*/true);
+    return thread;
 }
 
 HRESULT CVWheelDevice::Close() {
-    if (m_thread && m_row.modeReports) {
-        std::vector<BYTE> report(std::max<unsigned>(GetOutputReportLength(), 1), 0);
-        BuildWheelModeReport(/*open=*/false, report.data(), static_cast<unsigned>(report.size()));
-        m_thread->SetPriorityReport(std::move(report));
-    }
-    m_thread.Stop(*this);
-    return S_OK;
+    if (Thread() && m_row.modeReports) Thread()->SetModeReport(/*open=*/false);
+    return CVSimThreadDevice::Close();
 }
 
 HRESULT CVWheelDevice::ApplyCurrentCentering() {
@@ -78,22 +63,22 @@ HRESULT CVWheelDevice::ApplyCurrentCentering() {
 }
 
 HRESULT CVWheelDevice::UpdateDevice() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     ApplyCurrentCentering();
-    m_thread.FollowPauseState(DeviceState());
+    FollowPauseState();
     return S_OK;
 }
 
 HRESULT CVWheelDevice::RefreshSettings() {
-    if (!m_thread) return S_OK;
+    if (!Thread()) return S_OK;
     ApplyCurrentCentering();
-    if (CGlobalData* s = GetGlobalData()) m_settingsStamp = s->GetChangeStamp();
+    TakeSettingsStamp();
     return S_OK;
 }
 
 HRESULT CVWheelDevice::ApplyCentering(const CenteringProtocol& protocol, DWORD strength) {
-    if (!m_thread) return kNoThreadResult;
-    return QueueCentering(m_thread.get(), GetGlobalData(), DeviceState(), protocol, strength);
+    if (!Thread()) return kNoThreadResult;
+    return QueueCentering(Thread(), GetGlobalData(), DeviceState(), protocol, strength);
 }
 
 HRESULT CVHiResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
@@ -117,8 +102,8 @@ void CVWheelDevice::OnInputReport(const BYTE* report, unsigned length) {
     // Escape command 1 sets the same value from the application's threads,
     // under the device mutex.
     std::lock_guard lock(Mutex());
-    const LONG status = StatusAfterInput(m_row.statusRule, m_statusValue, report, length);
-    if (status != m_statusValue) SetStatusValue(status);
+    const LONG status = StatusAfterInput(m_row.statusRule, StatusValue(), report, length);
+    if (status != StatusValue()) SetStatusValue(status);
 }
 
 IndicatorBlink& ProcessIndicatorBlink() {
@@ -127,18 +112,20 @@ IndicatorBlink& ProcessIndicatorBlink() {
 }
 
 HRESULT CVPrazenWheelDevice::EscapeSetValues(DWORD x, DWORD lo, DWORD hi) {
-    if (!m_thread) return E_FAIL;
+    if (!Thread()) return E_FAIL;
     // Every wheel shares the toggle; the device mutex held by Escape does
     // not cover it, this lock does.
     static std::mutex blinkLock;
     const DWORD now = platform::BracketedSimTimeMs();
     IndicatorCommands commands;
+    DWORD level = IndicatorLevel();
     {
         std::lock_guard lock(blinkLock);
-        commands = UpdateIndicator(AsFloat(x), AsFloat(lo), AsFloat(hi), m_indicatorLevel, ProcessIndicatorBlink(), now);
+        commands = UpdateIndicator(AsFloat(x), AsFloat(lo), AsFloat(hi), level, ProcessIndicatorBlink(), now);
     }
+    SetIndicatorLevel(level);
     for (const auto* command : {&commands.first, &commands.second}) {
-        if (*command) m_thread->QueueReport((*command)->data(), kCommandBufferLength);
+        if (*command) Thread()->QueueReport((*command)->data(), kCommandBufferLength);
     }
     return S_OK;
 }
@@ -165,7 +152,7 @@ HRESULT CVPrazenWheelDevice::Open(DWORD joystickId) {
     if (FAILED(hr)) return hr;
     std::lock_guard lock(Mutex());
     LeaveBridge();  // a second open enters the wheel afresh
-    m_bridgeKey = BridgeKeyOf(m_input.get());
+    m_bridgeKey = BridgeKeyOf(Input());
     m_bridgeSlot = BridgeOpenWheel(BridgeThread(), m_bridgeKey);
     m_inBridge = m_bridgeSlot != CBridgeDeviceTable::kNoSlot;
     return S_OK;

@@ -28,7 +28,7 @@
 // ApplyCenteringSettings without a simulation thread (E_HANDLE).
 inline constexpr HRESULT kNoThreadResult = static_cast<HRESULT>(0x80070006);
 
-class CVWheelDevice : public CVDevice {
+class CVWheelDevice : public CVSimThreadDevice<CWheelSimThread> {
 public:
     // Model classes end the thread first (EndActivity); here only for a
     // family object made without a model.
@@ -42,9 +42,6 @@ public:
     // The current value, or the family default without settings;
     // E_INVALIDARG for index 5 and above 6.
     HRESULT GetSetting(SVJOYFORCEPARAM* param) override;
-    // The base open, then the thread; models with mode reports send the
-    // mode-open report first thing on the thread.
-    HRESULT Open(DWORD joystickId) override;
     // Mode-close report (models with mode reports), then the thread's last
     // pass: queued commands, then the stop command.
     HRESULT Close() override;
@@ -58,19 +55,15 @@ public:
 
     // The input completion of the simulation thread, with the report read;
     // takes the device mutex (the caller must not hold it).
-    void OnInputReport(const BYTE* report, unsigned length);
-    CWheelSimThread* Thread() const { return m_thread.get(); }
+    void OnInputReport(const BYTE* report, unsigned length) override;
     const FamilyRow& Row() const { return m_row; }
 
 protected:
     explicit CVWheelDevice(Model model);
-    // Stops and deletes the thread: its last pass writes the queued commands
-    // and the stop command, as when a thread ends.
-    void StopActivity() override;
-    void AttachEffect(CEffect* effect) override;
+    // Models with mode reports send the mode-open report first thing on
+    // the thread.
+    std::unique_ptr<CWheelSimThread> NewSimThread() override;
     HRESULT ApplyCentering(const CenteringProtocol& protocol, DWORD strength);
-
-    SimThreadOwner<CWheelSimThread> m_thread;
 
 private:
     EffectFamily EffectFamilyOfDevice() const;

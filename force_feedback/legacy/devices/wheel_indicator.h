@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 
 namespace indicator {
 

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "force_feedback/legacy/devices/virtual_device.h"
-
 namespace {
 // A cancelled read completes at once on every backend we know; the waits for
 // it are bounded only against a driver that never signals (the backend then
@@ -79,8 +77,8 @@ void CPolledInputSimThread::StartInputRead() {
     m_read.Start(GetDevice()->GetHidHandle(), MutableInputBuffer(), InputReportLength());
 }
 
-CJoystickSimThread::CJoystickSimThread(CVDevice* device)
-    : CPolledInputSimThread(device), m_report(std::max(OutputReportLength(), 1u), 0) {}
+CJoystickSimThread::CJoystickSimThread(Port& port)
+    : CPolledInputSimThread(port), m_report(std::max(OutputReportLength(), 1u), 0) {}
 
 void CJoystickSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load, LONG* remembered,
                                             const SimTick& tick) {
@@ -89,9 +87,7 @@ void CJoystickSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD load
 }
 
 void CJoystickSimThread::ReportStep(LONG x, LONG y) {
-    ByteRange range;
-    GetDevice()->GetDeviceByteRange(&range.lowest, &range.highest);
-    if (m_output.Build(x, y, range, m_report.data(), OutputReportLength())) {
+    if (m_output.Build(x, y, GetDevice()->GetByteRange(), m_report.data(), OutputReportLength())) {
         WriteReport(m_report.data(), OutputReportLength());
     }
 }

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "force_feedback/legacy/devices/joystick_reports.h"
+#include "force_feedback/legacy/sim/joystick_reports.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 #include "platform/hid.h"
 #include "platform/sim_clock.h"
@@ -48,7 +48,7 @@ private:
 // device. Threads and lock as CSimThread.
 class CPolledInputSimThread : public CSimThread {
 public:
-    explicit CPolledInputSimThread(CVDevice* device) : CSimThread(device) {}
+    explicit CPolledInputSimThread(Port& port) : CSimThread(port) {}
 
     bool RunOnce(bool stopping) override;
 
@@ -64,7 +64,7 @@ private:
 // lock as CSimThread.
 class CJoystickSimThread : public CPolledInputSimThread {
 public:
-    explicit CJoystickSimThread(CVDevice* device);
+    explicit CJoystickSimThread(Port& port);
     ~CJoystickSimThread() override { End(); }
 
 protected:

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "platform/muldiv.h"
 
@@ -10,8 +9,8 @@ namespace {
 constexpr int kAxes = 2;
 }  // namespace
 
-CKarvonaSimThread::CKarvonaSimThread(CVDevice* device)
-    : CPolledInputSimThread(device), m_report(std::max(OutputReportLength(), 1u), 0) {}
+CKarvonaSimThread::CKarvonaSimThread(Port& port)
+    : CPolledInputSimThread(port), m_report(std::max(OutputReportLength(), 1u), 0) {}
 
 void CKarvonaSimThread::ApplyCentering(DWORD strength, bool on) {
     m_centringStrength = strength;
@@ -37,7 +36,7 @@ void CKarvonaSimThread::SetKarvonaAxisBlock(int axis, const KarvonaAxisBlock* bl
 
 void CKarvonaSimThread::AssignHardwareSlot(unsigned p, LONG, DWORD, LONG*, const SimTick& tick) {
     if (p != 0) return;
-    CVDevice* device = GetDevice();
+    Port* device = GetDevice();
     for (DWORD i = 0; i < kEffectSlots; ++i) {
         CEffect* e = device->GetEffect(i);
         if (e != nullptr && !e->IsSimulated()) e->Update(&tick);

@@ -1,12 +1,12 @@
 // The Karvona-style joystick's simulation thread: one 64-byte periodic
 // report carries both force words and the two axis blocks in which the
 // stick's centring spring and its condition effects live (layout in
-// devices/karvona_report.h); it is sent whenever any byte of it changed.
+// karvona_report.h); it is sent whenever any byte of it changed.
 #pragma once
 
 #include <vector>
 
-#include "force_feedback/legacy/devices/karvona_report.h"
+#include "force_feedback/legacy/sim/karvona_report.h"
 #include "force_feedback/legacy/sim/joystick_sim_thread.h"
 
 // Role: the Karvona-style family's simulation thread and the host of its
@@ -16,7 +16,7 @@
 // device mutex (effects' updates, the device's centring, the report step).
 class CKarvonaSimThread : public CPolledInputSimThread {
 public:
-    explicit CKarvonaSimThread(CVDevice* device);
+    explicit CKarvonaSimThread(Port& port);
     ~CKarvonaSimThread() override { End(); }
 
     // Under the device mutex. `on`: the centring spring is active; a block

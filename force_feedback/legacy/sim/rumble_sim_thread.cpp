@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <vector>
 
-#include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 
-CRumbleSimThread::CRumbleSimThread(CVDevice* device, RumbleLayout layout) : CSimThread(device), m_layout(layout) {}
+CRumbleSimThread::CRumbleSimThread(Port& port, RumbleLayout layout) : CSimThread(port), m_layout(layout) {}
 
 bool CRumbleSimThread::RunOnce(bool stopping) {
     if (!stopping) {
         // The pad is told to start once, before its first motor report.
         Report start;
-        if (m_firstPass && BuildAlternativeReport(start)) WriteFormatted(start);
+        if (FirstPass() && BuildAlternativeReport(start)) WriteFormatted(start);
         return CSimThread::RunOnce(false);
     }
     CancelInputRead();
@@ -22,56 +21,35 @@ bool CRumbleSimThread::RunOnce(bool stopping) {
     return false;
 }
 
-void CRumbleSimThread::Tick() {
-    const SimTick tick{TickLength()};
-    CVDevice* device = GetDevice();
-    if (device->SettingsChanged()) device->RefreshSettings();
+void CRumbleSimThread::AddForce(ForceSums& sums, LONG x, LONG y, LONG) {
+    sums.x1 += x;
+    sums.y1 += y;
+}
+
+void CRumbleSimThread::ReportStep(LONG x, LONG y) {
     const bool forced = m_output.StartPass();
-    ForceSums sums;
-    const bool anyPlaying = SumEffects(tick, sums);
-    if (CGlobalData* settings = device->GetGlobalData()) {
-        ScaleSums(sums, settings->GetCombinedGain(), settings->GetCurveKnee(),
-                  [device](LONG force) { return device->MapForce(force); });
-    }
-    const RumbleDecision decision = m_output.Decide(sums.x1, sums.y1, forced, SettingsView());
+    const RumbleDecision decision = m_output.Decide(x, y, forced, SettingsView());
     Report report;
     bool build = false;
     if (decision.send == RumbleSend::Stop) build = BuildStopReport(report);
     if (decision.send == RumbleSend::Motors) build = BuildMotorReport(report, decision.motors.a, decision.motors.b);
     if (build) WriteFormatted(report);
+    m_declined = decision.send != RumbleSend::Nothing && !build;
+}
+
+void CRumbleSimThread::EndPass(bool anyPlaying) {
     // While effects play, passes that find nothing new return at once and
     // the paced writes set the rhythm; an idle pad still wakes every 8 ms for
     // the refresh countdown. A thread whose layout formats nothing would
     // never write, so it keeps the idle rhythm instead of spinning.
-    const bool declined = decision.send != RumbleSend::Nothing && !build;
-    if (!anyPlaying || declined) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
-}
-
-bool CRumbleSimThread::SumEffects(const SimTick& tick, ForceSums& sums) {
-    CVDevice* device = GetDevice();
-    std::lock_guard lock(device->Mutex());
-    bool anyPlaying = false;
-    for (DWORD i = 0; i < kEffectSlots; ++i) {
-        CEffect* e = device->GetEffect(i);
-        if (e == nullptr) continue;
-        anyPlaying = anyPlaying || e->IsPlaying();
-        if (!e->IsSimulated()) continue;
-        e->Update(&tick);
-        LONG x = 0, y = 0, summingClass = 0;
-        // Both motors take every force alike: the summing class does not
-        // split the sum here.
-        if (e->GetForce(&x, &y, &summingClass) != S_OK) continue;
-        sums.x1 += x;
-        sums.y1 += y;
-    }
-    return anyPlaying;
+    if (!anyPlaying || m_declined) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
 }
 
 RumbleSettingsView CRumbleSimThread::SettingsView() {
-    CVDevice* device = GetDevice();
+    Port* device = GetDevice();
     RumbleSettingsView view;
-    device->GetDeviceByteRange(&view.range.lowest, &view.range.highest);
-    if (CGlobalData* settings = device->GetGlobalData()) {
+    view.range = device->GetByteRange();
+    if (const CGlobalData* settings = device->GetSettingsView()) {
         view.present = true;
         view.amplitudeBasedForce = settings->GetAmplitudeBasedForce();
         view.amplitudeBasedForceThreshold = settings->GetAmplitudeBasedForceThreshold();

@@ -12,8 +12,7 @@
 // write.
 #pragma once
 
-#include "force_feedback/legacy/devices/family_table.h"
-#include "force_feedback/legacy/devices/rumble_reports.h"
+#include "force_feedback/legacy/sim/rumble_reports.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 
 class CRumbleSimThread : public CSimThread {
@@ -21,13 +20,14 @@ public:
     using Report = BYTE[rumble::kReportBufferLength];
 
     // `layout` None: the bare family thread, whose builders format nothing.
-    explicit CRumbleSimThread(CVDevice* device, RumbleLayout layout = RumbleLayout::None);
+    explicit CRumbleSimThread(Port& port, RumbleLayout layout = RumbleLayout::None);
     ~CRumbleSimThread() override { End(); }
 
     // First pass: the start report; then the passes; the last pass writes
     // the stop report and leaves the report queue as it is.
     bool RunOnce(bool stopping) override;
-    void Tick() override;
+    // A pad has no hardware condition slots.
+    void AssignHardwareSlot(unsigned, LONG, DWORD, LONG*, const SimTick&) override {}
 
     // The formatters, each given a buffer it zeroes first; true when there is
     // a report to write.
@@ -36,23 +36,32 @@ public:
     virtual bool BuildAlternativeReport(Report& report);
     virtual bool BuildMotorReport(Report& report, BYTE motorA, BYTE motorB);
 
+protected:
+    // Both motors take every force alike: the summing class does not split
+    // the sum here.
+    void AddForce(ForceSums& sums, LONG x, LONG y, LONG summingClass) override;
+    // The motors, or the stop report, when they changed or the refresh is due.
+    void ReportStep(LONG x, LONG y) override;
+    // The queue is not written by the pad's passes; the idle rhythm below.
+    void EndPass(bool anyPlaying) override;
+
 private:
-    // Steps 1-3 of the pass: true when some effect was playing.
-    bool SumEffects(const SimTick& tick, ForceSums& sums);
     RumbleSettingsView SettingsView();
     // Writes a formatted report with the device's output report length.
     void WriteFormatted(const Report& report);
 
     RumbleLayout m_layout;
     RumbleOutput m_output;
+    // The pass had a report to send that the layout would not format.
+    bool m_declined = false;
 };
 
-// The per-model threads: a model's class is its family-table row.
+// The per-model threads: the model's device hands in the layout of its
+// family-table row.
 #define FFDRV_RUMBLE_SIM_THREAD(Codename)                                                           \
     class C##Codename##RumbleSimThread final : public CRumbleSimThread {                           \
     public:                                                                                        \
-        explicit C##Codename##RumbleSimThread(CVDevice* device)                                    \
-            : CRumbleSimThread(device, RumbleLayoutOf(FamilyOf(Model::Codename))) {}               \
+        C##Codename##RumbleSimThread(Port& port, RumbleLayout layout) : CRumbleSimThread(port, layout) {} \
     }
 
 FFDRV_RUMBLE_SIM_THREAD(Zorvel);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/sim/paced_writer.h"
@@ -17,8 +16,6 @@ constexpr unsigned kButtons = 32;
 // guards against a driver that never completes (the backend then keeps the
 // record, see platform/hid.h).
 constexpr int kCancelDrainWaits = 1000;
-constexpr unsigned kCentreX = 1;
-constexpr unsigned kCentreY = 4;
 constexpr unsigned kCommandOffset = 1;
 }  // namespace
 
@@ -46,15 +43,14 @@ void ScaleSums(ForceSums& sums, DWORD combinedGain, DWORD knee, const std::funct
     }
 }
 
-CSimThread::CSimThread(CVDevice* device)
-    : m_device(device),
-      m_inputLength(device->GetInputReportLength()),
-      m_outputLength(device->GetOutputReportLength()),
+CSimThread::CSimThread(Port& port)
+    : m_device(port),
+      m_inputLength(port.GetReportLengths().input),
+      m_outputLength(port.GetReportLengths().output),
       m_inputBuffer(m_inputLength, 0),
       m_queue(m_outputLength) {
-    DWORD raw[6] = {};
-    device->GetRawCalibration(raw);
-    m_position = {static_cast<LONG>(raw[kCentreX]), static_cast<LONG>(raw[kCentreY])};
+    const CalibrationRecord raw = port.GetCalibrationRecord(/*raw=*/true);
+    m_position = {raw.axes[0].centre, raw.axes[1].centre};
 }
 
 CSimThread::~CSimThread() { End(); }
@@ -136,7 +132,7 @@ bool CSimThread::RunOnce(bool stopping) {
 bool CSimThread::WriteReport(BYTE* report, unsigned length) {
     ++m_writesThisPass;
     if (length == 0) return false;
-    return WritePacedReport(m_device->GetHidHandle(), m_device->GetReportId(), report, length);
+    return WritePacedReport(m_device.GetHidHandle(), m_device.GetReportId(), report, length);
 }
 
 bool CSimThread::QueueReport(const BYTE* command, unsigned length) {
@@ -164,27 +160,17 @@ void CSimThread::SendResetReport() {
 }
 
 bool CSimThread::GetCalibration(CalibrationRecord* out) {
-    DWORD values[6] = {};
-    m_device->GetCalibration(values);
-    for (int i = 0; i < 2; ++i) {
-        out->axes[i] = {static_cast<LONG>(values[3 * i]), static_cast<LONG>(values[3 * i + 1]),
-                        static_cast<LONG>(values[3 * i + 2])};
-    }
+    *out = m_device.GetCalibrationRecord(/*raw=*/false);
     return true;
 }
 
 bool CSimThread::GetRawCalibration(CalibrationRecord* out) {
-    DWORD values[6] = {};
-    m_device->GetRawCalibration(values);
-    for (int i = 0; i < 2; ++i) {
-        out->axes[i] = {static_cast<LONG>(values[3 * i]), static_cast<LONG>(values[3 * i + 1]),
-                        static_cast<LONG>(values[3 * i + 2])};
-    }
+    *out = m_device.GetCalibrationRecord(/*raw=*/true);
     return true;
 }
 
 void CSimThread::StartInputRead() {
-    const platform::hid::File file = m_device->GetHidHandle();
+    const platform::hid::File file = m_device.GetHidHandle();
     if (m_inputLength == 0 || m_readPending || file == platform::hid::InvalidFile()) return;
     m_readIo.Reset();
     m_readIo.context = this;
@@ -212,47 +198,44 @@ void CSimThread::OnInputRead(DWORD error, DWORD, platform::hid::AsyncIo* io) {
 
 void CSimThread::CancelInputRead() {
     if (!m_readPending) return;
-    platform::hid::CancelIo(m_device->GetHidHandle());
+    platform::hid::CancelIo(m_device.GetHidHandle());
     for (int i = 0; m_readPending && i < kCancelDrainWaits; ++i) platform::SimSleep(i == 0 ? 0 : 1, true);
 }
 
 void CSimThread::UpdateInput() { PublishPosition(ReadPositions()); }
 
-AxisPair CSimThread::ReadPositions() {
-    return {static_cast<LONG>(m_device->GetAxisValue(0, m_inputBuffer.data(), m_inputLength)),
-            static_cast<LONG>(m_device->GetAxisValue(1, m_inputBuffer.data(), m_inputLength))};
-}
+AxisPair CSimThread::ReadPositions() { return m_device.ReadPosition(m_inputBuffer.data(), m_inputLength); }
 
 void CSimThread::PublishInput(const AxisPair& position, const AxisPair& velocity) {
-    std::lock_guard lock(m_device->Mutex());
+    std::lock_guard lock(m_device.Mutex());
     m_position = position;
     m_velocity = velocity;
 }
 
 void CSimThread::PublishPosition(const AxisPair& position) {
-    std::lock_guard lock(m_device->Mutex());
+    std::lock_guard lock(m_device.Mutex());
     m_position = position;
 }
 
 void CSimThread::PublishVelocity(int axis, LONG velocity) {
     LONG& published = m_velocity[axis == 0 ? 0 : 1];
     if (published == velocity) return;  // most passes change nothing: no lock
-    std::lock_guard lock(m_device->Mutex());
+    std::lock_guard lock(m_device.Mutex());
     published = velocity;
 }
 
 void CSimThread::ProcessTriggers() {
     const DWORD previous = m_buttonState;
-    m_buttonState = m_device->GetButtons(m_inputBuffer.data(), m_inputLength);
+    m_buttonState = m_device.ReadButtons(m_inputBuffer.data(), m_inputLength);
     const DWORD changed = previous ^ m_buttonState;
     if (changed == 0) return;
-    std::lock_guard lock(m_device->Mutex());
+    std::lock_guard lock(m_device.Mutex());
     for (unsigned b = 0; b < kButtons; ++b) {
         const DWORD bit = DWORD{1} << b;
         if (!(changed & bit)) continue;
         const bool pressed = (m_buttonState & bit) != 0;
         for (DWORD i = 0; i < kEffectSlots; ++i) {
-            CEffect* e = m_device->GetEffect(i);
+            CEffect* e = m_device.GetEffect(i);
             if (e == nullptr || ObjectInstance(e->TriggerButton()) != b) continue;
             if (!pressed) {
                 // Releasing the trigger stops only effects without an end of
@@ -275,25 +258,36 @@ DWORD CSimThread::TickLength() {
 
 void CSimThread::Tick() {
     const SimTick tick{TickLength()};
-    if (m_device->SettingsChanged()) m_device->RefreshSettings();
+    m_device.RefreshChangedSettings();
     m_writesThisPass = 0;
     ForceSums sums;
-    PassOverEffects(tick, sums);
-    if (CGlobalData* settings = m_device->GetGlobalData()) {
+    const bool anyPlaying = PassOverEffects(tick, sums);
+    if (const CGlobalData* settings = m_device.GetSettingsView()) {
         ScaleSums(sums, settings->GetCombinedGain(), settings->GetCurveKnee(),
-                  [this](LONG force) { return m_device->MapForce(force); });
+                  [this](LONG force) { return m_device.MapForce(force); });
     }
     ReportStep(ClampForce(sums.x1 + sums.x2), ClampForce(sums.y1 + sums.y2));
+    EndPass(anyPlaying);
+}
+
+void CSimThread::EndPass(bool) {
     FlushQueuedReports();
     if (m_writesThisPass == 0) platform::SimSleep(kIdlePassMs, /*alertable=*/false);
 }
 
-void CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
-    std::lock_guard lock(m_device->Mutex());
+void CSimThread::AddForce(ForceSums& sums, LONG x, LONG y, LONG summingClass) {
+    (summingClass != 0 ? sums.x1 : sums.x2) += x;
+    (summingClass != 0 ? sums.y1 : sums.y2) += y;
+}
+
+bool CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
+    std::lock_guard lock(m_device.Mutex());
     LoadRanking ranking{};
+    bool anyPlaying = false;
     for (DWORD i = 0; i < kEffectSlots; ++i) {
-        CEffect* e = m_device->GetEffect(i);
+        CEffect* e = m_device.GetEffect(i);
         if (e == nullptr) continue;
+        anyPlaying = anyPlaying || e->IsPlaying();
         if (!e->IsSimulated()) {
             RankLoad(ranking, e->GetLoad(), static_cast<LONG>(i));
             continue;
@@ -301,18 +295,18 @@ void CSimThread::PassOverEffects(const SimTick& tick, ForceSums& sums) {
         e->Update(&tick);
         LONG x = 0, y = 0, summingClass = 0;
         if (e->GetForce(&x, &y, &summingClass) != S_OK) continue;
-        (summingClass != 0 ? sums.x1 : sums.x2) += x;
-        (summingClass != 0 ? sums.y1 : sums.y2) += y;
+        AddForce(sums, x, y, summingClass);
     }
     for (unsigned p = 0; p < kHardwareSlots; ++p) {
         AssignHardwareSlot(p, ranking[p].slot, ranking[p].load, &m_rememberedSlot[p], tick);
     }
+    return anyPlaying;
 }
 
 void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remembered, const SimTick& tick) {
     if (newSlot == kNoSlot) return;
     if (*remembered != kNoSlot && *remembered != newSlot) {
-        CEffect* old = m_device->GetEffect(static_cast<DWORD>(*remembered));
+        CEffect* old = m_device.GetEffect(static_cast<DWORD>(*remembered));
         if (old != nullptr && !old->IsSimulated()) {
             old->SetHardwareSlot(kNoHardwareSlot);
             old->Update(&tick);
@@ -322,7 +316,7 @@ void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remem
     // remembers sending there may have been overwritten since.
     const bool newHolder = *remembered != newSlot;
     *remembered = newSlot;
-    CEffect* e = m_device->GetEffect(static_cast<DWORD>(newSlot));
+    CEffect* e = m_device.GetEffect(static_cast<DWORD>(newSlot));
     if (e != nullptr && !e->IsSimulated()) {
         if (newHolder) e->ForgetSentCommands(static_cast<LONG>(p));
         e->SetHardwareSlot(static_cast<LONG>(p));
@@ -335,31 +329,31 @@ LONG CSimThread::GetFilteredVelocity(int axis) { return m_velocity[axis == 0 ? 0
 void CSimThread::Sleep(DWORD milliseconds) { platform::SimSleep(milliseconds, /*alertable=*/false); }
 
 LONG CSimThread::GetSpringStrength() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return static_cast<LONG>(s ? s->GetSpringStrength() : kFullScale);
 }
 
 LONG CSimThread::GetDamperStrength() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return static_cast<LONG>(s ? s->GetDamperStrength() : kFullScale);
 }
 
 BYTE CSimThread::GetDeltaSpringXAdjust() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return s ? s->GetDeltaSpringXAdjust() : 0;
 }
 
 BYTE CSimThread::GetDeltaSpringYAdjust() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return s ? s->GetDeltaSpringYAdjust() : 0;
 }
 
 DWORD CSimThread::GetDeltaSpringAdjustDown() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return s ? s->GetDeltaSpringAdjustDown() : 0;
 }
 
 DWORD CSimThread::GetFlipDeltaSpringToY() {
-    CGlobalData* s = m_device->GetGlobalData();
+    const CGlobalData* s = m_device.GetSettingsView();
     return s ? s->GetFlipDeltaSpringToY() : 0;
 }

@@ -2,29 +2,25 @@
 
 #include <algorithm>
 
-#include "force_feedback/legacy/devices/wheel_device.h"
 #include "platform/sim_clock.h"
 
 namespace {
-constexpr unsigned kCentreX = 1;
-constexpr unsigned kCentreY = 4;
-// Legacy commands follow the report ID byte of the report they travel in.
-
-std::array<LONG, velocity::kFilterCount> RawCentres(CVDevice* device) {
-    DWORD raw[6] = {};
-    device->GetRawCalibration(raw);
-    return {static_cast<LONG>(raw[kCentreX]), static_cast<LONG>(raw[kCentreY]), 0, 0};
+std::array<LONG, velocity::kFilterCount> RawCentres(CSimThread::Port& port) {
+    const CalibrationRecord raw = port.GetCalibrationRecord(/*raw=*/true);
+    return {raw.axes[0].centre, raw.axes[1].centre, 0, 0};
 }
 }  // namespace
 
-CWheelSimThread::CWheelSimThread(CVWheelDevice* device)
-    : CSimThread(device), m_wheel(device), m_velocityEstimator(RawCentres(device), NowMs()) {}
+CWheelSimThread::CWheelSimThread(Port& port)
+    : CSimThread(port), m_velocityEstimator(RawCentres(port), NowMs()) {}
 
 CWheelSimThread::~CWheelSimThread() { End(); }
 
 DWORD CWheelSimThread::NowMs() { return platform::BracketedSimTimeMs(); }
 
-void CWheelSimThread::SetPriorityReport(std::vector<BYTE> report) {
+void CWheelSimThread::SetModeReport(bool open) {
+    std::vector<BYTE> report(std::max(OutputReportLength(), 1u), 0);
+    BuildWheelModeReport(open, report.data(), static_cast<unsigned>(report.size()));
     std::lock_guard lock(m_priorityLock);
     m_priorityReport = std::move(report);
 }
@@ -50,7 +46,7 @@ void CWheelSimThread::UpdateInput() {
     const AxisPair position = ReadPositions();
     m_velocityEstimator.OnInput({position[0], position[1], 0, 0}, NowMs());
     PublishInput(position, {m_velocityEstimator.Velocity(0), m_velocityEstimator.Velocity(1)});
-    m_wheel->OnInputReport(InputBuffer(), InputReportLength());
+    GetDevice()->OnInputReport(InputBuffer(), InputReportLength());
 }
 
 void CWheelSimThread::Tick() {
@@ -64,8 +60,6 @@ void CWheelSimThread::Tick() {
 void CWheelSimThread::ReportStep(LONG x, LONG y) {
     WritePriorityReport();
     std::vector<BYTE> report(std::max(OutputReportLength(), 1u), 0);
-    ByteRange range;
-    m_wheel->GetDeviceByteRange(&range.lowest, &range.highest);
-    if (!m_forceOutput.Build(x, y, range, report.data(), OutputReportLength())) return;
+    if (!m_forceOutput.Build(x, y, GetDevice()->GetByteRange(), report.data(), OutputReportLength())) return;
     WriteReport(report.data(), OutputReportLength());
 }

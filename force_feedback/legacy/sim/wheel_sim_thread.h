@@ -3,9 +3,9 @@
 // ReadFileEx completions that feeds the host damper's velocity filters, and
 // the wheel's mode reports written ahead of everything else.
 //
-// Role: CSimThread of the wheel family. Owner: the CVWheelDevice that made
+// Role: CSimThread of the wheel family. Owner: the wheel device that made
 // it (Open creates and begins it, Close ends and deletes it). Calling
-// threads: as CSimThread; SetPriorityReport and QueueReport also come from
+// threads: as CSimThread; SetModeReport and QueueReport also come from
 // application threads. Lock: the device mutex for the pass over the effects
 // (base class); the priority report has a small lock of its own.
 #pragma once
@@ -14,22 +14,20 @@
 #include <optional>
 #include <vector>
 
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 #include "force_feedback/legacy/sim/wheel_filters.h"
 
-class CVWheelDevice;
-
 class CWheelSimThread : public CSimThread {
 public:
-    explicit CWheelSimThread(CVWheelDevice* device);
+    explicit CWheelSimThread(Port& port);
     ~CWheelSimThread() override;
 
-    // One full report (byte 0 left for the report ID) written at the start
-    // of the next pass, before the force report and the queue, or on the
-    // last pass before the queue and the stop command. The mode reports go
-    // this way so they keep their order against the thread's own writes.
-    void SetPriorityReport(std::vector<BYTE> report);
+    // The mode report (open or close), written at the start of the next
+    // pass, before the force report and the queue, or on the last pass
+    // before the queue and the stop command, so that it keeps its order
+    // against the thread's own writes.
+    void SetModeReport(bool open);
 
     bool RunOnce(bool stopping) override;
     void UpdateInput() override;
@@ -42,7 +40,6 @@ private:
     void WritePriorityReport();
     static DWORD NowMs();
 
-    CVWheelDevice* m_wheel;
     WheelForceOutput m_forceOutput;
     WheelVelocityEstimator m_velocityEstimator;
     std::mutex m_priorityLock;

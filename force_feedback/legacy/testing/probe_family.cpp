@@ -25,30 +25,15 @@ CVProbeDevice::CVProbeDevice(Model model, DWORD settingsId) {
 
 CVProbeDevice::~CVProbeDevice() { EndActivity(); }
 
-void CVProbeDevice::StopActivity() { m_thread.Stop(*this); }
-
 HRESULT CVProbeDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) {
     return DownloadEffectFrame(EffectFamily::kLowResWheel, dwEffectId, pdwEffect, peff, dwFlags);
 }
 
-HRESULT CVProbeDevice::Open(DWORD joystickId) {
-    const HRESULT hr = CVDevice::Open(joystickId);
-    if (FAILED(hr)) return hr;
-    return m_thread.Start(*this, std::make_unique<CProbeSimThread>(this));
-}
-
-HRESULT CVProbeDevice::Close() {
-    m_thread.Stop(*this);
-    return S_OK;
-}
-
 HRESULT CVProbeDevice::UpdateDevice() {
     // Runs under the device mutex.
-    m_thread.FollowPauseState(DeviceState());
+    FollowPauseState();
     return S_OK;
 }
-
-void CVProbeDevice::AttachEffect(CEffect* effect) { effect->SetSimThread(m_thread.get()); }
 
 namespace {
 std::atomic<DWORD> g_lastSettingsId{0};

@@ -25,7 +25,7 @@ inline constexpr unsigned kProbeYOffset = 3;
 
 class CProbeSimThread : public CSimThread {
 public:
-    explicit CProbeSimThread(CVDevice* device) : CSimThread(device) {}
+    explicit CProbeSimThread(Port& port) : CSimThread(port) {}
     ~CProbeSimThread() override { End(); }
     // Passes run so far; read by tests from other threads.
     unsigned Passes() const { return m_passes.load(); }
@@ -41,7 +41,7 @@ private:
 
 // Role: the probe family's device. Owner: the driver slot (through the test
 // catalog) or a test. Threads and lock as CVDevice.
-class CVProbeDevice : public CVDevice {
+class CVProbeDevice : public CVSimThreadDevice<CProbeSimThread> {
 public:
     // With `settingsId` non-zero the device binds the model's settings to
     // that device ID word (tests pass unique ones), as a per-model class does.
@@ -49,17 +49,7 @@ public:
     ~CVProbeDevice() override;
 
     HRESULT DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCDIEFFECT peff, DWORD dwFlags) override;
-    HRESULT Open(DWORD joystickId) override;
-    HRESULT Close() override;
     HRESULT UpdateDevice() override;
-    CProbeSimThread* Thread() const { return m_thread.get(); }
-
-protected:
-    void StopActivity() override;
-    void AttachEffect(CEffect* effect) override;
-
-private:
-    SimThreadOwner<CProbeSimThread> m_thread;
 };
 
 // Installs a maker that builds probe devices with settings (unique IDs) for

@@ -1,13 +1,12 @@
 // Rumble pads: motor speeds, the amplitude combination, the refresh
-// countdown, the two report layouts and the settings indices.
-#include "force_feedback/legacy/devices/rumble_reports.h"
+// countdown and the two report layouts.
+#include "force_feedback/legacy/sim/rumble_reports.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "force_feedback/legacy/devices/rumble_settings.h"
 
 namespace {
 

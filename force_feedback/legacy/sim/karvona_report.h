@@ -1,7 +1,6 @@
 // The Karvona-style joystick's periodic 64-byte output report, in which the
 // simulation thread carries both the running force and the axis spring
-// blocks (centring spring and native conditions), and the feature report
-// that hands the stick back when the driver lets go of it.
+// blocks (centring spring and native conditions).
 //
 // Report layout (byte 0 is the report ID; everything not named is 0):
 //
@@ -36,11 +35,6 @@ inline constexpr BYTE kCentringDeadBand = 0x46;
 // Centring coefficient at 150 % strength.
 inline constexpr LONG kCentringCoefficientMax = 50;
 inline constexpr LONG kCentringStrengthMax = 15000;
-
-inline constexpr BYTE kReleaseReportId = 0x04;
-inline constexpr BYTE kReleaseValue = 0x04;
-// Sent with HidD_SetFeature when the device is closed or destroyed.
-inline constexpr std::array<BYTE, 2> kReleaseFeatureReport = {kReleaseReportId, kReleaseValue};
 
 }  // namespace karvona
 
@@ -77,7 +71,3 @@ private:
 
 // The 16-bit wire value of a -127..127 force.
 LONG KarvonaForceWord(LONG force, bool negated);
-
-// Whether the centring spring is on: actuators off, or on with the
-// settings' centering flag set.
-constexpr bool KarvonaCentringOn(bool actuatorsOff, bool centeringEnabled) { return actuatorsOff || centeringEnabled; }

@@ -1,4 +1,4 @@
-#include "force_feedback/legacy/devices/joystick_reports.h"
+#include "force_feedback/legacy/sim/joystick_reports.h"
 
 bool JoystickForceOutput::Build(LONG x, LONG y, ByteRange range, BYTE* report, unsigned length) {
     if (x == m_lastSentX && y == m_lastSentY) return false;

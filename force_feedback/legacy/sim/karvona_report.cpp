@@ -1,4 +1,4 @@
-#include "force_feedback/legacy/devices/karvona_report.h"
+#include "force_feedback/legacy/sim/karvona_report.h"
 
 #include <algorithm>
 #include <cstdint>

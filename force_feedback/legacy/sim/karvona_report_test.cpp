@@ -1,6 +1,6 @@
 // The Karvona-style periodic report: force words, axis blocks, centring and
 // the send-on-change rule.
-#include "force_feedback/legacy/devices/karvona_report.h"
+#include "force_feedback/legacy/sim/karvona_report.h"
 
 #include <gtest/gtest.h>
 

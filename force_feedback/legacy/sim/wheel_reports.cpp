@@ -1,4 +1,4 @@
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 
 #include <algorithm>
 #include <cstring>
@@ -39,20 +39,3 @@ void BuildWheelModeReport(bool open, BYTE* report, unsigned length) {
 
 void BuildWheelStopReport(BYTE* report, unsigned length) { FillReport(report, length, {wheel::kCmdStop}); }
 
-LONG StatusAfterInput(InputStatusRule rule, LONG current, const BYTE* report, unsigned length) {
-    switch (rule) {
-        case InputStatusRule::AlwaysOne:
-            return 1;
-        case InputStatusRule::CorrinBits: {
-            LONG status = current;
-            if (report == nullptr) return status;
-            if (length > wheel::kCorrinStatusOnByte && (report[wheel::kCorrinStatusOnByte] & wheel::kCorrinStatusOnMask) == 0) status = 1;
-            // Tested second, so a report with both bits clear ends at -1.
-            if (length > wheel::kCorrinStatusOffByte && (report[wheel::kCorrinStatusOffByte] & wheel::kCorrinStatusOffMask) == 0) status = -1;
-            return status;
-        }
-        case InputStatusRule::None:
-            break;
-    }
-    return current;
-}

@@ -1,7 +1,7 @@
 // The legacy wheel command set and the pure rules that format it: the force
-// and force-off reports of the simulation thread, the mode and stop reports,
-// and how an input report changes a wheel's status value. The joystick,
-// Karvona and rumble formatters reuse the frame helpers declared here.
+// and force-off reports of the simulation thread and the mode and stop
+// reports it writes. The joystick, Karvona and rumble formatters, and the
+// devices' queued commands, reuse the frame helpers declared here.
 #pragma once
 
 #include <array>
@@ -9,7 +9,6 @@
 #include <initializer_list>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/family_table.h"
 
 namespace wheel {
 
@@ -25,12 +24,6 @@ inline constexpr BYTE kModeClose = 0x01;
 inline constexpr BYTE kForceCentre = 0x80;
 // Bytes the command format reserves; always sent as 0.
 inline constexpr BYTE kReserved = 0x00;
-
-// Corrin input bits whose clear state sets the status value.
-inline constexpr std::size_t kCorrinStatusOnByte = 3;
-inline constexpr BYTE kCorrinStatusOnMask = 0x80;
-inline constexpr std::size_t kCorrinStatusOffByte = 11;
-inline constexpr BYTE kCorrinStatusOffMask = 0x01;
 
 }  // namespace wheel
 
@@ -84,6 +77,3 @@ private:
 void BuildWheelModeReport(bool open, BYTE* report, unsigned length);
 void BuildWheelStopReport(BYTE* report, unsigned length);
 
-// The status value after one input report under `rule`, or `current` when
-// the rule leaves it alone. Short reports leave the Corrin bits unread.
-LONG StatusAfterInput(InputStatusRule rule, LONG current, const BYTE* report, unsigned length);

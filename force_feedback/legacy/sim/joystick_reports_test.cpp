@@ -1,5 +1,5 @@
 // The two-axis joystick force report step.
-#include "force_feedback/legacy/devices/joystick_reports.h"
+#include "force_feedback/legacy/sim/joystick_reports.h"
 
 #include <gtest/gtest.h>
 

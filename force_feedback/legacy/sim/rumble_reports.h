@@ -7,8 +7,7 @@
 #include <cstdint>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/family_table.h"
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 
 namespace rumble {
 
@@ -38,9 +37,6 @@ inline constexpr unsigned kBMotorBAt = 4;
 
 // Which formatter set a rumble thread carries.
 enum class RumbleLayout : std::uint8_t { None, A, B };
-
-// The layout of a family row; None for a non-rumble row.
-RumbleLayout RumbleLayoutOf(const FamilyRow& row);
 
 struct MotorPair {
     BYTE a;

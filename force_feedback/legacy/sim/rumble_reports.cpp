@@ -1,4 +1,4 @@
-#include "force_feedback/legacy/devices/rumble_reports.h"
+#include "force_feedback/legacy/sim/rumble_reports.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,14 +12,6 @@ constexpr LONG kMotorPerForce = 2;
 BYTE MotorOf(LONG force) { return static_cast<BYTE>(std::abs(force) * kMotorPerForce); }
 
 }  // namespace
-
-RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
-    switch (row.layout) {
-        case ReportLayout::RumbleA: return RumbleLayout::A;
-        case ReportLayout::RumbleB: return RumbleLayout::B;
-        default: return RumbleLayout::None;
-    }
-}
 
 MotorPair MotorsFromForce(LONG x, LONG y) { return {MotorOf(x), MotorOf(y)}; }
 

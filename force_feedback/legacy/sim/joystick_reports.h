@@ -4,7 +4,7 @@
 #pragma once
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/wheel_reports.h"
+#include "force_feedback/legacy/sim/wheel_reports.h"
 
 namespace joystick {
 
