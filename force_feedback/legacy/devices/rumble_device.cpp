@@ -1,10 +1,9 @@
 #include "force_feedback/legacy/devices/rumble_device.h"
 
-#include "force_feedback/legacy/devices/device_settings.h"
-#include "force_feedback/legacy/devices/rumble_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 
 CVRumbleDevice::CVRumbleDevice(Model model) { BindSettings(CreateModelGlobalData(model), ModelDeviceId(model)); }
 
@@ -17,11 +16,11 @@ HRESULT CVRumbleDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCD
 }
 
 HRESULT CVRumbleDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    return SetDeviceSetting(FindRumbleSetting, m_settings.get(), param);
+    return SetDeviceSetting(SettingsFamily::kRumble, m_settings.get(), param);
 }
 
 HRESULT CVRumbleDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    return GetDeviceSetting(FindRumbleSetting, m_settings.get(), param);
+    return GetDeviceSetting(SettingsFamily::kRumble, m_settings.get(), param);
 }
 
 HRESULT CVRumbleDevice::Open(DWORD joystickId) {

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "force_feedback/legacy/devices/rumble_settings.h"
 
 namespace {
 

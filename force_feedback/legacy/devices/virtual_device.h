@@ -18,18 +18,12 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 #include "platform/hid.h"
 
 class CEffect;
 class CGlobalData;
 class CInput;
-
-// Record exchanged with the legacy settings interface.
-struct SVJOYFORCEPARAM {
-    DWORD dwIndex;
-    DWORD dwSave;
-    DWORD dwValue;
-};
 
 inline constexpr DWORD kEffectSlots = 64;
 // DIGFFS_EMPTY | DIGFFS_STOPPED | DIGFFS_ACTUATORSOFF | DIGFFS_POWERON.
