@@ -11,6 +11,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "force_feedback/legacy/settings/model_global_data.h"
 #include "force_feedback/legacy/settings/settings_test_support.h"
@@ -207,6 +208,42 @@ TEST_P(PersistedSettingTest, LoadFollowsItsOwnFlagsByte) {
         const PersistedSetting& other = kPersisted[i];
         EXPECT_EQ(IsSame(other, s) ? other.probe : before[i], Value(block, other)) << ::testing::PrintToString(other);
     }
+}
+
+// Registry reads and writes in the order they are made.
+class RecordingSettings : public CZorvelGlobalData {
+public:
+    DWORD ReadRegistryDword(const wchar_t* name, DWORD minimum, DWORD maximum, DWORD fallback) const override {
+        reads.emplace_back(name);
+        return CZorvelGlobalData::ReadRegistryDword(name, minimum, maximum, fallback);
+    }
+    LONG WriteRegistryDword(const wchar_t* name, DWORD value) override {
+        writes.emplace_back(name);
+        return CZorvelGlobalData::WriteRegistryDword(name, value);
+    }
+    mutable std::vector<std::wstring> reads;
+    std::vector<std::wstring> writes;
+};
+
+TEST(SettingOrderTest, LoadAndSaveKeepTheirFixedOrder) {
+    const std::vector<std::wstring> expected = {
+        L"AmplitudeBasedForce", L"AmplitudeBasedForceThreshold", L"DamperStrength", L"PersistentCenteringSpring",
+        L"CenteringSpring",     L"DeltaSpringAdjustDown",        L"DeltaSpringXAdjust", L"DeltaSpringYAdjust",
+        L"FlipDeltaSpringToY",  L"ForceEnabled",                 L"OverallStrength",    L"SpringStrength",
+        L"CSminK",              L"CSdefaultK",                   L"CSmaxK",             L"CSminClip",
+        L"CSdefaultClip",       L"CSmaxClip"};
+    const DWORD id = UniqueDeviceId();
+    DeviceKey key(id);
+    RecordingSettings settings;
+    settings.Initialize(id);
+    // Mark for saving what the pad's defaults leave unsaved.
+    settings.SetPersistentCenteringSpring(0, /*save=*/1, /*load=*/0);
+    settings.SetCenteringSpring(10000, 1, 0);
+    settings.SetCSValues(0, 4, 7, 0, 100, 150, 1, 0);
+    settings.SaveToRegistry();
+    EXPECT_EQ(expected, settings.writes);
+    settings.LoadFromRegistry();
+    EXPECT_EQ(expected, settings.reads);
 }
 
 INSTANTIATE_TEST_SUITE_P(Record, PersistedSettingTest, ::testing::ValuesIn(kPersisted),
