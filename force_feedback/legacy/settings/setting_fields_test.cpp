@@ -164,7 +164,7 @@ TEST_P(PersistedSettingTest, SetLandsAtItsOffsetAndIsSavedUnderItsName) {
         ASSERT_EQ(S_OK, SetDeviceSetting(f.family, settings.get(), &set));
         EXPECT_EQ(s.probe, Value(block, s));
         EXPECT_NE(0, block.U8(s.flagsOffset) & kLoadFlag);
-        DWORD saved = 0;
+        std::uint32_t saved = 0;
         EXPECT_TRUE(key.GetDword(s.name, &saved));
         EXPECT_EQ(s.probe, saved);
         SVJOYFORCEPARAM get{f.index, 0, 0xDEADBEEF};
@@ -182,7 +182,7 @@ TEST_P(PersistedSettingTest, SaveFollowsItsOwnFlagsByte) {
     KeepOnlyFlags(block, kSaveFlag);
     settings->SaveToRegistry();
     for (const PersistedSetting& other : kPersisted) {
-        DWORD value = 0;
+        std::uint32_t value = 0;
         EXPECT_EQ(IsSame(other, s), m_key.GetDword(other.name, &value)) << ::testing::PrintToString(other);
         if (IsSame(other, s)) {
             EXPECT_EQ(Value(block, s), value);
