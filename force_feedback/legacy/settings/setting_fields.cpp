@@ -26,10 +26,12 @@ constexpr SettingField Byte(SettingId id, BYTE R::*byte, BYTE R::*flags, const w
 }
 
 // A strength on the 0..15000 scale that the settings operations may set.
+// Only the overall strength feeds the combined gain.
 constexpr SettingField Strength(SettingId id, DWORD R::*word, BYTE R::*flags, const wchar_t* name,
                                 std::array<DWORD, kSettingsFamilyCount> index, bool derived) {
-    return {id,    word,        nullptr, flags, kFullScale, name, kStrengthLimit, id == SettingId::OverallStrength,
-            index, kStrengthLimit, derived, kStrengthDefault};
+    const bool rescalesGain = id == SettingId::OverallStrength;
+    return {id, word, nullptr, flags, kFullScale, name, kStrengthLimit, rescalesGain, index, kStrengthLimit, derived,
+            kStrengthDefault};
 }
 
 }  // namespace
