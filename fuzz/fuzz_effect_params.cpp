@@ -82,8 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     host.rawCalibration = CalibrationRecord{{{in.ConsumeIntegral<LONG>(), in.ConsumeIntegral<LONG>(),
                                               in.ConsumeIntegral<LONG>()},
                                              {0, 128, 255}}};
-    const LONG strength = in.ConsumeIntegral<LONG>();
-    if (in.ConsumeBool()) effect->SetStrengthSource(&strength);
+    host.springStrength = in.ConsumeIntegral<LONG>();
+    host.damperStrength = in.ConsumeIntegral<LONG>();
     if (in.ConsumeBool()) effect->SetSimThread(&host);
     Application app;
     for (int call = in.ConsumeIntegralInRange(1, 4); call > 0 && in.remaining_bytes() > 0; --call) {

@@ -1,35 +1,19 @@
-// The settings operations of every force device family: one validated
-// store into the shared settings record, one read. The families differ only
-// in their table of indices (wheel_settings.h, rumble_settings.h).
+// The centering half of the wheel-like families' settings: what the
+// settings ask for now, and queuing it on the simulation thread. The
+// settings operations themselves live with the field table
+// (settings/setting_fields.h).
 //
-// Calling threads: application threads (DirectInput's device calls and the
-// legacy settings interface). No lock: the shared block is written without
-// one and readers notice the change through its stamp.
+// Calling threads: application threads and the simulation thread (through
+// RefreshSettings). No lock: the shared block is read without one.
 #pragma once
 
 #include "com_abi.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
-#include "force_feedback/legacy/devices/wheel_settings.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 
 class CGlobalData;
 class CSimThread;
 struct CenteringProtocol;
-
-// The rule for an index in one family's table, or null.
-using SettingFinder = const SettingRule* (*)(DWORD index);
-
-// Checks the index and value against the family table, stores the value
-// (not marked for saving, marked for reloading), recomputes the derived
-// gains where the rule asks, saves the record when the save flag is set,
-// and stamps the change with the time taken at entry. E_POINTER for a null
-// record, E_INVALIDARG for an unknown index or a value above its limit
-// (nothing stored); S_OK otherwise, also with null `settings` (nothing
-// stored then).
-HRESULT SetDeviceSetting(SettingFinder find, CGlobalData* settings, const SVJOYFORCEPARAM* param);
-
-// The current value, or the table's default with null `settings`.
-// E_POINTER for a null record, E_INVALIDARG for an unknown index.
-HRESULT GetDeviceSetting(SettingFinder find, const CGlobalData* settings, SVJOYFORCEPARAM* param);
 
 // The centering strength and enabled flag the settings ask for now; the
 // family defaults (full strength, enabled) without settings.

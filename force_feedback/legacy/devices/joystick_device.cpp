@@ -1,10 +1,10 @@
 #include "force_feedback/legacy/devices/joystick_device.h"
 
 #include "force_feedback/legacy/devices/device_settings.h"
-#include "force_feedback/legacy/devices/wheel_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 
 CVJoystickDevice::~CVJoystickDevice() { EndActivity(); }
 
@@ -12,9 +12,9 @@ HRESULT CVJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LP
     return DownloadEffectFrame(m_effects, dwEffectId, pdwEffect, peff, dwFlags);
 }
 
-HRESULT CVJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) { return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param); }
+HRESULT CVJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) { return SetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param); }
 
-HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param); }
+HRESULT CVJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) { return GetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param); }
 
 HRESULT CVJoystickDevice::RefreshSettings() {
     if (!Thread()) return S_OK;

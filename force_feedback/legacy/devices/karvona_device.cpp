@@ -28,11 +28,11 @@ HRESULT CVKarvonaStyleJoystickDevice::DownloadEffect(DWORD dwEffectId, LPDWORD p
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
+    return SetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param);
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
+    return GetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param);
 }
 
 HRESULT CVKarvonaStyleJoystickDevice::Close() {

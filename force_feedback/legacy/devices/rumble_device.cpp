@@ -1,11 +1,10 @@
 #include "force_feedback/legacy/devices/rumble_device.h"
 
-#include "force_feedback/legacy/devices/device_settings.h"
 #include "force_feedback/legacy/devices/family_table.h"
-#include "force_feedback/legacy/devices/rumble_settings.h"
 #include "force_feedback/legacy/effects/effect.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 
 namespace {
 RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
@@ -28,11 +27,11 @@ HRESULT CVRumbleDevice::DownloadEffect(DWORD dwEffectId, LPDWORD pdwEffect, LPCD
 }
 
 HRESULT CVRumbleDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    return SetDeviceSetting(FindRumbleSetting, GetGlobalData(), param);
+    return SetDeviceSetting(SettingsFamily::kRumble, GetGlobalData(), param);
 }
 
 HRESULT CVRumbleDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    return GetDeviceSetting(FindRumbleSetting, GetGlobalData(), param);
+    return GetDeviceSetting(SettingsFamily::kRumble, GetGlobalData(), param);
 }
 
 HRESULT CVRumbleDevice::UpdateDevice() {

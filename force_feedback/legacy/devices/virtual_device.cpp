@@ -110,18 +110,8 @@ HRESULT CVDevice::DownloadEffectFrame(EffectFamily family, DWORD typeIndex, LPDW
     if (!effect) return E_INVALIDARG;
     CEffect* raw = effect.get();
     m_effects[slot] = std::move(effect);
-    if (m_settings) {
-        switch (StrengthGroupOf(typeIndex)) {
-            case StrengthGroup::kSprings:
-                raw->SetStrengthSource(reinterpret_cast<const LONG*>(m_settings->GetSpringStrengthAddress()));
-                break;
-            case StrengthGroup::kDampers:
-                raw->SetStrengthSource(reinterpret_cast<const LONG*>(m_settings->GetDamperStrengthAddress()));
-                break;
-            default:
-                break;  // forces are scaled by the simulation pass, not per effect
-        }
-    }
+    // Conditions read their group's strength through the thread they are
+    // attached to; forces are scaled by the simulation pass, not per effect.
     AttachEffect(raw);
     // A new download succeeds whatever the parameters said, an update
     // reports them; intentional, keep.

@@ -19,19 +19,13 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 #include "platform/hid.h"
 
 class CEffect;
 class CGlobalData;
 class CInput;
-
-// Record exchanged with the legacy settings interface.
-struct SVJOYFORCEPARAM {
-    DWORD dwIndex;
-    DWORD dwSave;
-    DWORD dwValue;
-};
 
 // DIGFFS_EMPTY | DIGFFS_STOPPED | DIGFFS_ACTUATORSOFF | DIGFFS_POWERON.
 inline constexpr DWORD kInitialDeviceState = 0x63;

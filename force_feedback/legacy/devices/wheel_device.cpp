@@ -90,11 +90,11 @@ HRESULT CVLowResWheelDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
 }
 
 HRESULT CVWheelDevice::SetSetting(SVJOYFORCEPARAM* param) {
-    return SetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
+    return SetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param);
 }
 
 HRESULT CVWheelDevice::GetSetting(SVJOYFORCEPARAM* param) {
-    return GetDeviceSetting(FindWheelSetting, GetGlobalData(), param);
+    return GetDeviceSetting(SettingsFamily::kWheel, GetGlobalData(), param);
 }
 
 void CVWheelDevice::OnInputReport(const BYTE* report, unsigned length) {

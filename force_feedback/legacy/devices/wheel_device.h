@@ -21,7 +21,6 @@
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/devices/wheel_centering.h"
 #include "force_feedback/legacy/devices/wheel_indicator.h"
-#include "force_feedback/legacy/devices/wheel_settings.h"
 #include "force_feedback/legacy/sim/wheel_sim_thread.h"
 
 

@@ -18,7 +18,7 @@ HRESULT CSimulatedConditionBase::SetParameters(DWORD flags, const DIEFFECT* effe
     return hr;
 }
 
-LONG CSimulatedConditionBase::Strength() const { return conditions::StrengthOf(m_strengthSource, m_host, m_kind); }
+LONG CSimulatedConditionBase::Strength() const { return conditions::StrengthOf(m_host, m_kind); }
 
 void CSimulatedConditionBase::ConvertTypeSpecific() { conditions::ScaleBlocks(MutableTypeSpecific(), BlockCount(), Strength()); }
 

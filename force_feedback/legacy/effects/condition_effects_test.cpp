@@ -78,30 +78,21 @@ TEST_F(HostSpringTest, NoCalibrationMeansNoDisplacement) {
 // The zero-saturation rule runs after scaling: saturation 0 at strength 5000
 // stays unlimited (10000), not 5000.
 TEST_F(HostSpringTest, ZeroSaturationStaysUnlimitedAfterStrengthScaling) {
-    const LONG strength = 5000;
-    effect.SetStrengthSource(&strength);
+    host.springStrength = 5000;
     host.position[0] = 255;
     // k = 5000 after scaling: g = 4 * 9845 * 5000 / 10000 = 19690, limit 10000.
     EXPECT_EQ(127, Play({Condition(10000, 10000, /*posSaturation=*/0)}).x);
 }
 
 TEST_F(HostSpringTest, StrengthScalesCoefficientsAndSaturations) {
-    const LONG strength = 5000;
-    effect.SetStrengthSource(&strength);
+    host.springStrength = 5000;
     host.position[0] = 255;
     // Saturation 4000 -> 2000.
     EXPECT_EQ(25, Play({Condition(10000, 10000, 4000)}).x);
 }
 
-TEST_F(HostSpringTest, WithoutStrengthSourceTheHostSettingApplies) {
-    host.springStrength = 5000;
-    host.position[0] = 255;
-    EXPECT_EQ(25, Play({Condition(10000, 10000, 4000)}).x);
-}
-
 TEST_F(HostSpringTest, CoefficientsAreClampedToFullScaleAfterScaling) {
-    const LONG strength = 15000;
-    effect.SetStrengthSource(&strength);
+    host.springStrength = 15000;
     host.position[0] = 255;
     // 2000 * 1.5 = 3000 vs 8000 * 1.5 -> 10000: g = 4 * 9845 = 39380 -> saturation 3000 limits.
     EXPECT_EQ(38, Play({Condition(8000, 8000, 2000)}).x);  // 3000 * 127 / 10000 = 38.1
@@ -122,6 +113,13 @@ TEST_F(HostDamperTest, DivisionTruncatesTowardZero) {
 TEST_F(HostDamperTest, GainScalesTheCoefficient) {
     host.velocity[0] = 3 * 65536;
     EXPECT_EQ(30, Play({Condition(10000, 0)}, /*gain=*/5000).x);
+}
+
+TEST_F(HostDamperTest, ItsOwnStrengthScalesItNotTheSprings) {
+    host.springStrength = 15000;
+    host.damperStrength = 5000;
+    host.velocity[0] = 3 * 65536;
+    EXPECT_EQ(30, Play({Condition(10000, 0)}).x);  // coefficient 5000, as with gain 5000
 }
 
 TEST_F(HostDamperTest, StillAxisReportsOneNotZero) {

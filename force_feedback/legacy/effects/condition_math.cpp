@@ -73,8 +73,7 @@ DWORD Load(Kind kind, const BYTE* data, DWORD count, DWORD gain) {
                                      static_cast<std::int32_t>(count) * kLoadScalePerBlock));
 }
 
-LONG StrengthOf(const LONG* source, IEffectHost* host, Kind kind) {
-    if (source) return *source;
+LONG StrengthOf(IEffectHost* host, Kind kind) {
     if (host) return kind == Kind::kSpring ? host->GetSpringStrength() : host->GetDamperStrength();
     return kFullScale;
 }

@@ -53,9 +53,9 @@ AxisChoice ChooseAxes(const Geometry& g);
 // Offset negated, positive and negative sides swapped; dead band kept.
 DICONDITION Mirror(const DICONDITION& c);
 
-// Strength that scales a condition: the device's strength source when it
-// gave one, else the host's setting, else full strength.
-LONG StrengthOf(const LONG* source, IEffectHost* host, Kind kind);
+// Strength that scales a condition: the host's setting for its kind, full
+// strength without a host.
+LONG StrengthOf(IEffectHost* host, Kind kind);
 
 // Host spring force on `axis` in device units; d is 0 without calibration.
 LONG SpringLaw(IEffectHost* host, int axis, const DICONDITION& c, BandEdges edges, DWORD gain);

@@ -67,7 +67,6 @@ public:
     virtual HRESULT GetForce(LONG* x, LONG* y, LONG* summingClass);
     // Percentage by which the simulation thread ranks native conditions.
     virtual DWORD GetLoad() const { return 0; }
-    virtual void SetStrengthSource(const LONG* source) { m_strengthSource = source; }
     virtual void SetSimThread(IEffectHost* host) { m_host = host; }
     virtual bool IsSimulated() const = 0;
     virtual LONG ApplyEnvelope(LONG magnitude) const;
@@ -134,7 +133,6 @@ protected:
     DWORD m_elapsed = 0;
     LONG m_delayLeft = 0;
     DWORD m_iterationsLeft = 0;
-    const LONG* m_strengthSource = nullptr;
 
 private:
     bool m_tookTypeSpecific = false;

@@ -69,12 +69,6 @@ EffectClass ClassFor(EffectFamily family, DWORD typeIndex) {
 
 }  // namespace
 
-StrengthGroup StrengthGroupOf(DWORD typeIndex) {
-    if (typeIndex == kEffectSpring) return StrengthGroup::kSprings;
-    if (typeIndex >= kEffectDamper && typeIndex <= kEffectFriction) return StrengthGroup::kDampers;
-    return ForceClass(typeIndex).make ? StrengthGroup::kForces : StrengthGroup::kNone;
-}
-
 std::unique_ptr<CEffect> CreateEffect(EffectFamily family, DWORD typeIndex) {
     const EffectClass found = ClassFor(family, typeIndex);
     return std::unique_ptr<CEffect>(found.make ? found.make() : nullptr);

@@ -31,14 +31,9 @@ inline constexpr DWORD kEffectInertia = 9;
 inline constexpr DWORD kEffectFriction = 10;
 inline constexpr DWORD kEffectCustom = 256;
 
-// Which strength setting a device hands an effect at creation.
-enum class StrengthGroup { kForces, kSprings, kDampers, kNone };
-
 // A new effect object of the family's class for `typeIndex`; null for an
 // unknown index (the device answers E_INVALIDARG) or when memory runs out.
 std::unique_ptr<CEffect> CreateEffect(EffectFamily family, DWORD typeIndex);
-// kNone for an unknown index.
-StrengthGroup StrengthGroupOf(DWORD typeIndex);
 // The DIEFT_ category and capability bits of the class CreateEffect makes
 // for `typeIndex` (the class's kFeatures); 0 when the family refuses it.
 DWORD EffectFeatures(EffectFamily family, DWORD typeIndex);

@@ -67,8 +67,8 @@ public:
     // clears it when `block` is null. Other hosts ignore it.
     virtual void SetKarvonaAxisBlock(int axis, const KarvonaAxisBlock* block) = 0;
 
-    // Settings, named after the settings object's getters, 0..15000 scale.
-    // Used when the device gave an effect no strength source of its own.
+    // Settings, named after the settings object's getters, 0..15000 scale:
+    // the one way an effect reads its device's settings.
     virtual LONG GetSpringStrength() = 0;
     virtual LONG GetDamperStrength() = 0;
     // Rumble pads' spring shaping (0..255 and 0/1 values).

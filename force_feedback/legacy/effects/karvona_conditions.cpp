@@ -47,7 +47,7 @@ HRESULT CKarvonaStyleNativeEffect::SetParameters(DWORD flags, const DIEFFECT* ef
 }
 
 void CKarvonaStyleNativeEffect::ConvertTypeSpecific() {
-    conditions::ScaleBlocks(MutableTypeSpecific(), BlockCount(), conditions::StrengthOf(m_strengthSource, m_host, Kind()));
+    conditions::ScaleBlocks(MutableTypeSpecific(), BlockCount(), conditions::StrengthOf(m_host, Kind()));
 }
 
 DWORD CKarvonaStyleNativeEffect::GetLoad() const {

@@ -141,7 +141,7 @@ HRESULT CNativeEffect::SetParameters(DWORD flags, const DIEFFECT* effect) {
 }
 
 void CNativeEffect::ConvertTypeSpecific() {
-    conditions::ScaleBlocks(MutableTypeSpecific(), BlockCount(), conditions::StrengthOf(m_strengthSource, m_host, m_kind));
+    conditions::ScaleBlocks(MutableTypeSpecific(), BlockCount(), conditions::StrengthOf(m_host, m_kind));
 }
 
 DWORD CNativeEffect::GetLoad() const {

@@ -221,12 +221,4 @@ const FactoryCase kFactoryCases[] = {
 INSTANTIATE_TEST_SUITE_P(Families, EffectFactoryTest, ::testing::ValuesIn(kFactoryCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(EffectFactoryGroupTest, StrengthGroupsFollowTheTypeIndex) {
-    EXPECT_EQ(StrengthGroup::kForces, StrengthGroupOf(kEffectConstant));
-    EXPECT_EQ(StrengthGroup::kForces, StrengthGroupOf(kEffectCustom));
-    EXPECT_EQ(StrengthGroup::kSprings, StrengthGroupOf(kEffectSpring));
-    EXPECT_EQ(StrengthGroup::kDampers, StrengthGroupOf(kEffectFriction));
-    EXPECT_EQ(StrengthGroup::kNone, StrengthGroupOf(11));
-}
-
 }  // namespace

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "force_feedback/legacy/settings/registry_entry.h"
+#include "force_feedback/legacy/settings/setting_fields.h"
 #include "platform/debug.h"
 #include "platform/muldiv.h"
 #include "platform/registry.h"
@@ -318,57 +319,6 @@ LONG CGlobalData::WriteRegistryFloat(const wchar_t* name, double value) {
 
 namespace {
 
-// One persisted DWORD setting: registry name, accepted range, its flags byte
-// and how it is read and stored. Loading stores with flags (0, 1).
-struct RegistrySetting {
-    const wchar_t* name;
-    DWORD minimum;
-    DWORD maximum;
-    BYTE GlobalDataRecord::*flags;
-    DWORD (*get)(const CGlobalData&);
-    void (*set)(CGlobalData&, DWORD);
-};
-
-// In load order, which is also the save order.
-constexpr RegistrySetting kRegistrySettings[] = {
-    {L"AmplitudeBasedForce", 0, 1, &GlobalDataRecord::amplitudeBasedForceFlags,
-     [](const CGlobalData& g) { return g.GetAmplitudeBasedForce(); },
-     [](CGlobalData& g, DWORD v) { g.SetAmplitudeBasedForce(v, 0, 1); }},
-    {L"AmplitudeBasedForceThreshold", 0, kFullScale, &GlobalDataRecord::amplitudeBasedForceThresholdFlags,
-     [](const CGlobalData& g) { return g.GetAmplitudeBasedForceThreshold(); },
-     [](CGlobalData& g, DWORD v) { g.SetAmplitudeBasedForceThreshold(v, 0, 1); }},
-    {L"DamperStrength", 0, kMaxStrength, &GlobalDataRecord::damperStrengthFlags,
-     [](const CGlobalData& g) { return g.GetDamperStrength(); },
-     [](CGlobalData& g, DWORD v) { g.SetDamperStrength(v, 0, 1); }},
-    {L"PersistentCenteringSpring", 0, 1, &GlobalDataRecord::persistentCenteringSpringFlags,
-     [](const CGlobalData& g) { return g.GetPersistentCenteringSpring(); },
-     [](CGlobalData& g, DWORD v) { g.SetPersistentCenteringSpring(v, 0, 1); }},
-    {L"CenteringSpring", 0, kMaxStrength, &GlobalDataRecord::centeringSpringFlags,
-     [](const CGlobalData& g) { return g.GetCenteringSpring(); },
-     [](CGlobalData& g, DWORD v) { g.SetCenteringSpring(v, 0, 1); }},
-    {L"DeltaSpringAdjustDown", 0, 1, &GlobalDataRecord::deltaSpringAdjustDownFlags,
-     [](const CGlobalData& g) { return g.GetDeltaSpringAdjustDown(); },
-     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringAdjustDown(v, 0, 1); }},
-    {L"DeltaSpringXAdjust", 0, 255, &GlobalDataRecord::deltaSpringXAdjustFlags,
-     [](const CGlobalData& g) { return static_cast<DWORD>(g.GetDeltaSpringXAdjust()); },
-     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringXAdjust(static_cast<BYTE>(v), 0, 1); }},
-    {L"DeltaSpringYAdjust", 0, 255, &GlobalDataRecord::deltaSpringYAdjustFlags,
-     [](const CGlobalData& g) { return static_cast<DWORD>(g.GetDeltaSpringYAdjust()); },
-     [](CGlobalData& g, DWORD v) { g.SetDeltaSpringYAdjust(static_cast<BYTE>(v), 0, 1); }},
-    {L"FlipDeltaSpringToY", 0, 1, &GlobalDataRecord::flipDeltaSpringToYFlags,
-     [](const CGlobalData& g) { return g.GetFlipDeltaSpringToY(); },
-     [](CGlobalData& g, DWORD v) { g.SetFlipDeltaSpringToY(v, 0, 1); }},
-    {L"ForceEnabled", 0, 1, &GlobalDataRecord::forceEnabledFlags,
-     [](const CGlobalData& g) { return g.GetForceEnabled(); },
-     [](CGlobalData& g, DWORD v) { g.SetForceEnabled(v, 0, 1); }},
-    {L"OverallStrength", 0, kMaxStrength, &GlobalDataRecord::overallStrengthFlags,
-     [](const CGlobalData& g) { return g.GetOverallStrength(); },
-     [](CGlobalData& g, DWORD v) { g.SetOverallStrength(v, 0, 1); }},
-    {L"SpringStrength", 0, kMaxStrength, &GlobalDataRecord::springStrengthFlags,
-     [](const CGlobalData& g) { return g.GetSpringStrength(); },
-     [](CGlobalData& g, DWORD v) { g.SetSpringStrength(v, 0, 1); }},
-};
-
 constexpr const wchar_t* kCSNames[6] = {L"CSminK",    L"CSdefaultK",    L"CSmaxK",
                                         L"CSminClip", L"CSdefaultClip", L"CSmaxClip"};
 
@@ -376,9 +326,10 @@ constexpr const wchar_t* kCSNames[6] = {L"CSminK",    L"CSdefaultK",    L"CSmaxK
 
 void CGlobalData::LoadFromRegistry() {
     if (m_block == nullptr) return;
-    for (const RegistrySetting& setting : kRegistrySettings) {
-        if ((Get(m_block->*setting.flags) & kLoadFlag) == 0) continue;
-        setting.set(*this, ReadRegistryDword(setting.name, setting.minimum, setting.maximum, setting.get(*this)));
+    // Loaded values are stored marked for reloading, not for saving.
+    for (const SettingField& field : kSettingFields) {
+        if (field.registryName == nullptr || (Get(m_block->*field.flags) & kLoadFlag) == 0) continue;
+        Store(field.id, ReadRegistryDword(field.registryName, 0, field.registryMax, Read(field.id)), 0, 1);
     }
     if (Get(m_block->csFlags) & kLoadFlag) LoadCSChain();
     UpdateDerivedValues();
@@ -402,8 +353,9 @@ void CGlobalData::LoadCSChain() {
 
 void CGlobalData::SaveToRegistry() {
     if (m_block == nullptr) return;
-    for (const RegistrySetting& setting : kRegistrySettings) {
-        if (Get(m_block->*setting.flags) & kSaveFlag) WriteRegistryDword(setting.name, setting.get(*this));
+    for (const SettingField& field : kSettingFields) {
+        if (field.registryName != nullptr && (Get(m_block->*field.flags) & kSaveFlag) != 0)
+            WriteRegistryDword(field.registryName, Read(field.id));
     }
     if (Get(m_block->csFlags) & kSaveFlag) SaveCSValues();
 }
@@ -424,26 +376,37 @@ CSValues CGlobalData::ReadCS() const {
 
 namespace {
 
-template <class T, class V>
-void PutFlagged(GlobalDataRecord* block, T GlobalDataRecord::*field, BYTE GlobalDataRecord::*flags, V value,
-                BYTE save, BYTE load) {
-    if (block == nullptr) return;
-    Put(block->*field, value);
-    OrFlags(block->*flags, save, load);
-}
-
 template <class T>
 T GetOr(const GlobalDataRecord* block, T GlobalDataRecord::*field, T fallback) {
     return block ? Get(block->*field) : fallback;
 }
 
-DWORD* AddressOf(GlobalDataRecord* block, DWORD GlobalDataRecord::*field) {
-    return block ? &(block->*field) : nullptr;
-}
-
 using R = GlobalDataRecord;
+using S = SettingId;
 
 }  // namespace
+
+void CGlobalData::Store(SettingId id, DWORD value, BYTE save, BYTE load) {
+    if (m_block == nullptr) return;
+    const SettingField& field = FieldOf(id);
+    if (field.word != nullptr) {
+        Put(m_block->*field.word, value);
+    } else {
+        Put(m_block->*field.byte, static_cast<BYTE>(value));
+    }
+    OrFlags(m_block->*field.flags, save, load);
+    if (field.rescalesGain) SetApplicationGain(GetApplicationGain());
+}
+
+DWORD CGlobalData::Read(SettingId id) const {
+    const SettingField& field = FieldOf(id);
+    if (m_block == nullptr) return field.fallback;
+    return field.word != nullptr ? Get(m_block->*field.word) : Get(m_block->*field.byte);
+}
+
+DWORD* CGlobalData::AddressOf(SettingId id) const {
+    return m_block != nullptr ? &(m_block->*FieldOf(id).word) : nullptr;
+}
 
 void CGlobalData::SetChangeStamp(DWORD stamp) {
     if (m_block) Put(m_block->changeStamp, stamp);
@@ -455,13 +418,6 @@ void CGlobalData::SetCurveKnee(DWORD knee) {
 }
 DWORD CGlobalData::GetCurveKnee() const { return GetOr(m_block, &R::curveKnee, kFullScale); }
 
-void CGlobalData::SetOverallStrength(DWORD value, BYTE save, BYTE load) {
-    if (m_block == nullptr) return;
-    PutFlagged(m_block, &R::overallStrength, &R::overallStrengthFlags, value, save, load);
-    SetApplicationGain(GetApplicationGain());
-}
-DWORD CGlobalData::GetOverallStrength() const { return GetOr(m_block, &R::overallStrength, kFullScale); }
-
 void CGlobalData::SetApplicationGain(DWORD gain) {
     if (m_block == nullptr) return;
     Put(m_block->applicationGain, gain);
@@ -469,85 +425,43 @@ void CGlobalData::SetApplicationGain(DWORD gain) {
 }
 DWORD CGlobalData::GetApplicationGain() const { return GetOr(m_block, &R::applicationGain, kFullScale); }
 DWORD CGlobalData::GetCombinedGain() const { return GetOr(m_block, &R::combinedGain, kFullScale); }
-DWORD* CGlobalData::GetCombinedGainAddress() const { return AddressOf(m_block, &R::combinedGain); }
+DWORD* CGlobalData::GetCombinedGainAddress() const { return m_block ? &m_block->combinedGain : nullptr; }
 
-void CGlobalData::SetSpringStrength(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::springStrength, &R::springStrengthFlags, value, save, load);
-}
-DWORD CGlobalData::GetSpringStrength() const { return GetOr(m_block, &R::springStrength, kFullScale); }
-DWORD* CGlobalData::GetSpringStrengthAddress() const { return AddressOf(m_block, &R::springStrength); }
-
-void CGlobalData::SetEffectiveSpringGain(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::effectiveSpringGain, &R::effectiveSpringGainFlags, value, save, load);
-}
-DWORD CGlobalData::GetEffectiveSpringGain() const { return GetOr(m_block, &R::effectiveSpringGain, kFullScale); }
-DWORD* CGlobalData::GetEffectiveSpringGainAddress() const { return AddressOf(m_block, &R::effectiveSpringGain); }
-
-void CGlobalData::SetDamperStrength(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::damperStrength, &R::damperStrengthFlags, value, save, load);
-}
-DWORD CGlobalData::GetDamperStrength() const { return GetOr(m_block, &R::damperStrength, kFullScale); }
-DWORD* CGlobalData::GetDamperStrengthAddress() const { return AddressOf(m_block, &R::damperStrength); }
-
-void CGlobalData::SetEffectiveDamperGain(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::effectiveDamperGain, &R::effectiveDamperGainFlags, value, save, load);
-}
-DWORD CGlobalData::GetEffectiveDamperGain() const { return GetOr(m_block, &R::effectiveDamperGain, kFullScale); }
-DWORD* CGlobalData::GetEffectiveDamperGainAddress() const { return AddressOf(m_block, &R::effectiveDamperGain); }
-
-void CGlobalData::SetCenteringSpring(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::centeringSpring, &R::centeringSpringFlags, value, save, load);
-}
-DWORD CGlobalData::GetCenteringSpring() const { return GetOr(m_block, &R::centeringSpring, kFullScale); }
-
-void CGlobalData::SetPersistentCenteringSpring(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::persistentCenteringSpring, &R::persistentCenteringSpringFlags, value, save, load);
-}
-DWORD CGlobalData::GetPersistentCenteringSpring() const {
-    return GetOr(m_block, &R::persistentCenteringSpring, DWORD{1});
-}
-
-void CGlobalData::SetForceEnabled(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::forceEnabled, &R::forceEnabledFlags, value, save, load);
-}
-DWORD CGlobalData::GetForceEnabled() const { return GetOr(m_block, &R::forceEnabled, DWORD{1}); }
-
-void CGlobalData::SetPercentage(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::percentage, &R::percentageFlags, value, save, load);
-}
-DWORD CGlobalData::GetPercentage() const { return GetOr(m_block, &R::percentage, kDefaultPercentage); }
-
-void CGlobalData::SetAmplitudeBasedForce(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::amplitudeBasedForce, &R::amplitudeBasedForceFlags, value, save, load);
-}
-DWORD CGlobalData::GetAmplitudeBasedForce() const { return GetOr(m_block, &R::amplitudeBasedForce, DWORD{0}); }
-
-void CGlobalData::SetAmplitudeBasedForceThreshold(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::amplitudeBasedForceThreshold, &R::amplitudeBasedForceThresholdFlags, value, save, load);
-}
-DWORD CGlobalData::GetAmplitudeBasedForceThreshold() const {
-    return GetOr(m_block, &R::amplitudeBasedForceThreshold, kDefaultThreshold);
-}
-
-void CGlobalData::SetDeltaSpringXAdjust(BYTE value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::deltaSpringXAdjust, &R::deltaSpringXAdjustFlags, value, save, load);
-}
-BYTE CGlobalData::GetDeltaSpringXAdjust() const { return GetOr(m_block, &R::deltaSpringXAdjust, BYTE{0}); }
-
-void CGlobalData::SetDeltaSpringYAdjust(BYTE value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::deltaSpringYAdjust, &R::deltaSpringYAdjustFlags, value, save, load);
-}
-BYTE CGlobalData::GetDeltaSpringYAdjust() const { return GetOr(m_block, &R::deltaSpringYAdjust, BYTE{0}); }
-
-void CGlobalData::SetDeltaSpringAdjustDown(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::deltaSpringAdjustDown, &R::deltaSpringAdjustDownFlags, value, save, load);
-}
-DWORD CGlobalData::GetDeltaSpringAdjustDown() const { return GetOr(m_block, &R::deltaSpringAdjustDown, DWORD{0}); }
-
-void CGlobalData::SetFlipDeltaSpringToY(DWORD value, BYTE save, BYTE load) {
-    PutFlagged(m_block, &R::flipDeltaSpringToY, &R::flipDeltaSpringToYFlags, value, save, load);
-}
-DWORD CGlobalData::GetFlipDeltaSpringToY() const { return GetOr(m_block, &R::flipDeltaSpringToY, DWORD{0}); }
+// The named accessors of the flagged settings, all through the field table.
+void CGlobalData::SetOverallStrength(DWORD value, BYTE save, BYTE load) { Store(S::OverallStrength, value, save, load); }
+DWORD CGlobalData::GetOverallStrength() const { return Read(S::OverallStrength); }
+void CGlobalData::SetSpringStrength(DWORD value, BYTE save, BYTE load) { Store(S::SpringStrength, value, save, load); }
+DWORD CGlobalData::GetSpringStrength() const { return Read(S::SpringStrength); }
+void CGlobalData::SetEffectiveSpringGain(DWORD value, BYTE save, BYTE load) { Store(S::EffectiveSpringGain, value, save, load); }
+DWORD CGlobalData::GetEffectiveSpringGain() const { return Read(S::EffectiveSpringGain); }
+void CGlobalData::SetDamperStrength(DWORD value, BYTE save, BYTE load) { Store(S::DamperStrength, value, save, load); }
+DWORD CGlobalData::GetDamperStrength() const { return Read(S::DamperStrength); }
+void CGlobalData::SetEffectiveDamperGain(DWORD value, BYTE save, BYTE load) { Store(S::EffectiveDamperGain, value, save, load); }
+DWORD CGlobalData::GetEffectiveDamperGain() const { return Read(S::EffectiveDamperGain); }
+void CGlobalData::SetCenteringSpring(DWORD value, BYTE save, BYTE load) { Store(S::CenteringSpring, value, save, load); }
+DWORD CGlobalData::GetCenteringSpring() const { return Read(S::CenteringSpring); }
+void CGlobalData::SetPersistentCenteringSpring(DWORD value, BYTE save, BYTE load) { Store(S::PersistentCenteringSpring, value, save, load); }
+DWORD CGlobalData::GetPersistentCenteringSpring() const { return Read(S::PersistentCenteringSpring); }
+void CGlobalData::SetForceEnabled(DWORD value, BYTE save, BYTE load) { Store(S::ForceEnabled, value, save, load); }
+DWORD CGlobalData::GetForceEnabled() const { return Read(S::ForceEnabled); }
+void CGlobalData::SetPercentage(DWORD value, BYTE save, BYTE load) { Store(S::Percentage, value, save, load); }
+DWORD CGlobalData::GetPercentage() const { return Read(S::Percentage); }
+void CGlobalData::SetAmplitudeBasedForce(DWORD value, BYTE save, BYTE load) { Store(S::AmplitudeBasedForce, value, save, load); }
+DWORD CGlobalData::GetAmplitudeBasedForce() const { return Read(S::AmplitudeBasedForce); }
+void CGlobalData::SetAmplitudeBasedForceThreshold(DWORD value, BYTE save, BYTE load) { Store(S::AmplitudeBasedForceThreshold, value, save, load); }
+DWORD CGlobalData::GetAmplitudeBasedForceThreshold() const { return Read(S::AmplitudeBasedForceThreshold); }
+void CGlobalData::SetDeltaSpringXAdjust(BYTE value, BYTE save, BYTE load) { Store(S::DeltaSpringXAdjust, value, save, load); }
+BYTE CGlobalData::GetDeltaSpringXAdjust() const { return static_cast<BYTE>(Read(S::DeltaSpringXAdjust)); }
+void CGlobalData::SetDeltaSpringYAdjust(BYTE value, BYTE save, BYTE load) { Store(S::DeltaSpringYAdjust, value, save, load); }
+BYTE CGlobalData::GetDeltaSpringYAdjust() const { return static_cast<BYTE>(Read(S::DeltaSpringYAdjust)); }
+void CGlobalData::SetDeltaSpringAdjustDown(DWORD value, BYTE save, BYTE load) { Store(S::DeltaSpringAdjustDown, value, save, load); }
+DWORD CGlobalData::GetDeltaSpringAdjustDown() const { return Read(S::DeltaSpringAdjustDown); }
+void CGlobalData::SetFlipDeltaSpringToY(DWORD value, BYTE save, BYTE load) { Store(S::FlipDeltaSpringToY, value, save, load); }
+DWORD CGlobalData::GetFlipDeltaSpringToY() const { return Read(S::FlipDeltaSpringToY); }
+DWORD* CGlobalData::GetSpringStrengthAddress() const { return AddressOf(S::SpringStrength); }
+DWORD* CGlobalData::GetEffectiveSpringGainAddress() const { return AddressOf(S::EffectiveSpringGain); }
+DWORD* CGlobalData::GetDamperStrengthAddress() const { return AddressOf(S::DamperStrength); }
+DWORD* CGlobalData::GetEffectiveDamperGainAddress() const { return AddressOf(S::EffectiveDamperGain); }
 
 void CGlobalData::SetCSValues(BYTE minK, BYTE defaultK, BYTE maxK, BYTE minClip, BYTE defaultClip, BYTE maxClip,
                               BYTE save, BYTE load) {

@@ -76,6 +76,9 @@ static_assert(offsetof(GlobalDataRecord, deltaSpringAdjustDown) == 620);
 static_assert(offsetof(GlobalDataRecord, cs) == 633);
 static_assert(offsetof(GlobalDataRecord, byteRangeUpper) == 642);
 
+// A flagged setting of the record (setting_fields.h).
+enum class SettingId : std::uint8_t;
+
 // The six centring-spring range bytes, in record order.
 struct CSValues {
     BYTE minK, defaultK, maxK;
@@ -172,6 +175,11 @@ public:
     virtual void SetDeviceByteRange(BYTE lower, BYTE upper);
     virtual void GetDeviceByteRange(BYTE* lower, BYTE* upper) const;
 
+    // Any flagged setting by its row in the field table: the named setters
+    // and getters above are these. Byte-wide settings keep the low byte.
+    void Store(SettingId id, DWORD value, BYTE save, BYTE load);
+    DWORD Read(SettingId id) const;
+
     // The effective spring and damper gains from the combined gain, then the
     // curve: what runs after defaults, after loading, and after a strength
     // changed through the device's settings operation.
@@ -184,6 +192,7 @@ private:
     void LoadCSChain();
     void SaveCSValues();
     CSValues ReadCS() const;
+    DWORD* AddressOf(SettingId id) const;
 
     DWORD m_deviceId = 0;
     GlobalDataRecord* m_block = nullptr;
