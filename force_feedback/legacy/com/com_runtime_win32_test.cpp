@@ -8,7 +8,7 @@
 
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/settings/registry_entry.h"
-#include "force_feedback/legacy/testing/driver_module.h"
+#include "tools/module_host/driver_module.h"
 #include "platform/guid.h"
 
 namespace reg = platform::reg;

@@ -2,7 +2,7 @@
 // beside the COM entry points, acting on the library's own devices and clock.
 #include <gtest/gtest.h>
 
-#include "force_feedback/legacy/testing/driver_module.h"
+#include "tools/module_host/driver_module.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
