@@ -64,6 +64,11 @@ TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseRe
     const std::uint32_t startedAt = Now();
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
     Advance(200);
+    // The effect ended on the thread: the device is stopped, not empty.
+    DIDEVICESTATE state{sizeof(DIDEVICESTATE), 0, 0};
+    ASSERT_EQ(m_driver->GetForceFeedbackState(kJoystick, &state), S_OK);
+    EXPECT_EQ(state.dwState & (DIGFFS_STOPPED | DIGFFS_ACTUATORSON | DIGFFS_EMPTY),
+              DIGFFS_STOPPED | DIGFFS_ACTUATORSON);
     Close();
 
     std::vector<Bytes> expected;
