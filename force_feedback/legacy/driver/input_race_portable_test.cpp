@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <optional>
 #include <thread>
 
 #include "force_feedback/legacy/com/class_table.h"

@@ -43,9 +43,9 @@
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/settings_test_support.h"
-#include "tools/module_host/driver_module.h"
 #include "force_feedback/legacy/testing/ordinary_priority.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
+#include "tools/module_host/driver_module.h"
 
 namespace {
 

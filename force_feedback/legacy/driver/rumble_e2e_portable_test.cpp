@@ -16,7 +16,6 @@
 // MulDiv(m, 127, 10000) on that axis (5000 -> 64, 10000 -> 127).
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -8,7 +8,6 @@
 // survive that.
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 
 #include "force_feedback/legacy/com/class_table.h"
