@@ -43,9 +43,9 @@
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/settings_test_support.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/ordinary_priority.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
-#include "tools/module_host/driver_module.h"
 
 namespace {
 
@@ -282,11 +282,6 @@ struct Counters {
 
 class ModuleStressTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { s_module = new DriverModule(); }
-    static void TearDownTestSuite() {
-        delete s_module;
-        s_module = nullptr;
-    }
 
     void SetUp() override {
         // The settings tool starts from the defaults and saves now and then:
@@ -304,13 +299,7 @@ protected:
             auto device = std::make_unique<Device>();
             device->id = id;
             device->model = models[id];
-            FfdrvVirtualDevice plug = VirtualWheel(id);
-            plug.vendorId = kVendorId;
-            plug.productId = Product(device->model).productId;
-            if (device->model == Model::Karvona) {
-                plug.outputReportLength = 64;
-                plug.featureReportLength = 2;
-            }
+            const FfdrvVirtualDevice plug = DriverHost::DeviceOf(device->model, id);
             ASSERT_EQ(s_module->plug(&plug), FFDRV_VIRTUAL_OK);
             m_plugged.push_back(id);
             if (device->model == Model::Dastrin && shared != nullptr) {
@@ -861,7 +850,7 @@ protected:
     Counters m_counters;
 };
 
-DriverModule* ModuleStressTest::s_module = nullptr;
+DriverModule* ModuleStressTest::s_module = &DriverHost::Module();
 
 TEST_F(ModuleStressTest, GameAndSettingsToolFromManyThreads) {
     const unsigned seed = Seed();

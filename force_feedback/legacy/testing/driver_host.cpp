@@ -14,7 +14,10 @@ FfdrvVirtualDevice DriverHost::DeviceOf(Model model, std::uint32_t joystick) {
     FfdrvVirtualDevice d = VirtualWheel(joystick);
     d.vendorId = kVendorId;
     d.productId = Product(model).productId;
-    if (model == Model::Karvona) d.featureReportLength = 2;
+    if (model == Model::Karvona) {
+        d.outputReportLength = 64;
+        d.featureReportLength = 2;
+    }
     return d;
 }
 

@@ -27,7 +27,8 @@ public:
     // The process's one loaded module (kept loaded, as DirectInput keeps it).
     static DriverModule& Module();
     // A plausible device of `model` at `joystick` (VirtualWheel's reports,
-    // the model's IDs); the Karvona stick's one feature report is 2 bytes.
+    // the model's IDs); the Karvona stick has its 64-byte output report and
+    // its one 2-byte feature report.
     static FfdrvVirtualDevice DeviceOf(Model model, std::uint32_t joystick);
 
     DriverHost() = default;
