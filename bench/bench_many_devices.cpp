@@ -30,8 +30,8 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/com/class_table.h"
-#include "platform/library.h"
 #include "platform/virtual_hid_api.h"
+#include "tools/module_host/driver_module.h"
 #include "tools/player/scenario.h"
 
 namespace {
@@ -62,25 +62,10 @@ const char* FamilyLetter(Model m) {
     return "?";
 }
 
-struct Exports {
-    platform::Library library = nullptr;
-    HRESULT(STDMETHODCALLTYPE* getClassObject)(REFCLSID, REFIID, LPVOID*) = nullptr;
-    decltype(&FfdrvVirtualPlug) plug = nullptr;
-    decltype(&FfdrvVirtualUnplug) unplug = nullptr;
-    decltype(&FfdrvVirtualReportCount) reportCount = nullptr;
-    decltype(&FfdrvVirtualGetReport) getReport = nullptr;
-    decltype(&FfdrvVirtualClearReports) clearReports = nullptr;
-    decltype(&FfdrvVirtualClockUseReal) useReal = nullptr;
-    decltype(&FfdrvVirtualClockNow) now = nullptr;
-    std::string error;
-
-    template <typename Fn>
-    void Find(Fn* fn, const char* name) {
-        *fn = reinterpret_cast<Fn>(platform::LibrarySymbol(library, name));
-        if (*fn == nullptr) error = std::string("missing export ") + name;
-    }
-
-    Exports() {
+// Loaded once and kept, as DirectInput keeps a driver module loaded; FFDRV_MODULE
+// picks another build of the module, to compare.
+DriverModule& Module() {
+    static DriverModule* module = [] {
         // Settings go to a private store and shared blocks of their own, not
         // the user's nor those of a test running beside the benchmark.
         char dir[] = "/tmp/ffdrv-bench-XXXXXX";
@@ -92,44 +77,14 @@ struct Exports {
                 std::filesystem::remove_all(std::getenv("FFDRV_REGISTRY_ROOT"), ignored);
             });
         }
-        // FFDRV_MODULE picks another build of the module, to compare.
-        const char* other = std::getenv("FFDRV_MODULE");
-        library = platform::LoadLibraryPath(other != nullptr && *other ? other : FFDRV_MODULE_PATH, &error);
-        if (library == nullptr) return;
-        Find(&getClassObject, "DllGetClassObject");
-        Find(&plug, "FfdrvVirtualPlug");
-        Find(&unplug, "FfdrvVirtualUnplug");
-        Find(&reportCount, "FfdrvVirtualReportCount");
-        Find(&getReport, "FfdrvVirtualGetReport");
-        Find(&clearReports, "FfdrvVirtualClearReports");
-        Find(&useReal, "FfdrvVirtualClockUseReal");
-        Find(&now, "FfdrvVirtualClockNow");
-    }
-    bool Ok() const { return library != nullptr && error.empty(); }
-};
-
-// Loaded once and kept, as DirectInput keeps a driver module loaded.
-Exports& Module() {
-    static Exports* exports = new Exports;
-    return *exports;
+        return new DriverModule;
+    }();
+    return *module;
 }
 
 FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
-    FfdrvVirtualDevice d{};
-    d.size = sizeof d;
-    d.joystickId = joystickId;
-    d.vendorId = kVendorId;
+    FfdrvVirtualDevice d = PlausibleDevice(joystickId, /*containerSeed=*/0x90);
     d.productId = Product(model).productId;
-    d.versionNumber = 0x0100;
-    d.inputReportLength = 9;
-    d.outputReportLength = 65;
-    d.featureReportLength = 65;
-    for (int i = 0; i < 16; ++i) d.containerId[i] = static_cast<std::uint8_t>(0x90 + joystickId + i);
-    d.hasCalibration = 1;
-    const std::int32_t calibration[6] = {0, 512, 1023, 0, 512, 1023};
-    std::copy(std::begin(calibration), std::end(calibration), d.calibration);
-    d.axes[0] = d.axes[1] = {10, 0, 1023};
-    d.buttonCount = ffplay::kButtonCount;
     return d;
 }
 
@@ -177,7 +132,7 @@ double Percentile(const std::vector<std::uint32_t>& sorted, double p) {
 class Fleet {
 public:
     Fleet(int count, bool playing) {
-        Exports& m = Module();
+        DriverModule& m = Module();
         m.useReal();
         for (int i = 0; i < count; ++i) {
             const Model model = kMix[i % std::size(kMix)];
@@ -202,7 +157,7 @@ public:
     }
 
     ~Fleet() {
-        Exports& m = Module();
+        DriverModule& m = Module();
         for (std::size_t i = 0; i < m_opened.size(); ++i)
             m_drivers[i]->DeviceID(kDirectInputVersion, m_opened[i], FALSE, 0, nullptr);
         for (IDirectInputEffectDriver* d : m_drivers) d->Release();
@@ -219,7 +174,7 @@ public:
 
     // Output report intervals of device i, from the times the device recorded.
     DeviceIntervals Intervals(std::size_t i, double seconds) const {
-        Exports& m = Module();
+        DriverModule& m = Module();
         const DWORD id = m_ids[i];
         const std::int32_t count = m.reportCount(id);
         std::vector<std::uint32_t> times;
@@ -263,8 +218,9 @@ Usage Now() {
 }
 
 void BM_ManyDevices(benchmark::State& state) {
-    if (!Module().Ok()) {
-        state.SkipWithError(("cannot load the module: " + Module().error).c_str());
+    if (!Module().Loaded() || !Module().HasVirtualDevices()) {
+        const std::string why = Module().Loaded() ? "the module has no virtual devices" : Module().Error();
+        state.SkipWithError(("cannot load the module: " + why).c_str());
         return;
     }
     const int count = static_cast<int>(state.range(0));

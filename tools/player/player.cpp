@@ -4,89 +4,33 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "com_abi.h"
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/driver/joy_force_api.h"
-#include "platform/library.h"
 #include "platform/virtual_hid_api.h"
+#include "tools/module_host/driver_module.h"
 
 namespace ffplay {
 namespace {
 
 constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr std::uint32_t kClockStartMs = 1000;
-constexpr std::uint16_t kInputReportLength = 9;
 constexpr std::uint16_t kReportLength = 65;
 // The Karvona-style stick's one feature report is the 2-byte release
 // (report ID and value); the HID stack refuses a SetFeature of any other length.
 constexpr std::uint16_t kKarvonaFeatureReportLength = 2;
-constexpr std::uint16_t kAxisBits = 10;
 constexpr DWORD kEscapeVersion = 1;
 constexpr std::uint32_t kInputEveryMs = 4;  // about the rate a real device reports at
 constexpr size_t kMaxReport = 256;
 
-// The module's exports, found by name as DirectInput and a host find them.
-struct ModuleExports {
-    platform::Library library = nullptr;
-    HRESULT(STDMETHODCALLTYPE* getClassObject)(REFCLSID, REFIID, LPVOID*) = nullptr;
-    decltype(&FfdrvVirtualPlug) plug = nullptr;
-    decltype(&FfdrvVirtualUnplug) unplug = nullptr;
-    decltype(&FfdrvVirtualSetInput) setInput = nullptr;
-    decltype(&FfdrvVirtualReportCount) reportCount = nullptr;
-    decltype(&FfdrvVirtualGetReport) getReport = nullptr;
-    decltype(&FfdrvVirtualClockUseVirtual) useVirtual = nullptr;
-    decltype(&FfdrvVirtualClockUseReal) useReal = nullptr;
-    decltype(&FfdrvVirtualClockNow) now = nullptr;
-    decltype(&FfdrvVirtualClockAdvance) advance = nullptr;
-
-    template <typename Fn>
-    void Find(Fn* fn, const char* name) {
-        *fn = reinterpret_cast<Fn>(platform::LibrarySymbol(library, name));
-    }
-    bool Load(const std::string& path, std::string* error);
-};
-
-bool ModuleExports::Load(const std::string& path, std::string* error) {
-    library = platform::LoadLibraryPath(path, error);
-    if (library == nullptr) return false;
-    Find(&getClassObject, "DllGetClassObject");
-    Find(&plug, "FfdrvVirtualPlug");
-    Find(&unplug, "FfdrvVirtualUnplug");
-    Find(&setInput, "FfdrvVirtualSetInput");
-    Find(&reportCount, "FfdrvVirtualReportCount");
-    Find(&getReport, "FfdrvVirtualGetReport");
-    Find(&useVirtual, "FfdrvVirtualClockUseVirtual");
-    Find(&useReal, "FfdrvVirtualClockUseReal");
-    Find(&now, "FfdrvVirtualClockNow");
-    Find(&advance, "FfdrvVirtualClockAdvance");
-    if (getClassObject && plug && unplug && setInput && reportCount && getReport && useVirtual && useReal && now &&
-        advance)
-        return true;
-    *error = "the module lacks DllGetClassObject or the virtual-device functions";
-    return false;
-}
-
 FfdrvVirtualDevice DeviceOf(Model model, DWORD joystickId) {
-    FfdrvVirtualDevice d{};
-    d.size = sizeof d;
-    d.joystickId = joystickId;
-    d.vendorId = kVendorId;
+    FfdrvVirtualDevice d = PlausibleDevice(joystickId, /*containerSeed=*/0xC0);
     d.productId = Product(model).productId;
-    d.versionNumber = 0x0100;
-    d.inputReportLength = kInputReportLength;
-    d.outputReportLength = kReportLength;
     d.featureReportLength =
         FamilyOf(model) == EmulatedFamily::kKarvona ? kKarvonaFeatureReportLength : kReportLength;
-    for (int i = 0; i < 16; ++i) d.containerId[i] = static_cast<std::uint8_t>(0xC0 + joystickId + i);
-    d.hasCalibration = 1;
-    const std::int32_t calibration[6] = {0, CHardwareEmulator::kRawMax / 2 + 1, CHardwareEmulator::kRawMax,
-                                         0, CHardwareEmulator::kRawMax / 2 + 1, CHardwareEmulator::kRawMax};
-    std::memcpy(d.calibration, calibration, sizeof calibration);
-    d.axes[0] = {kAxisBits, 0, CHardwareEmulator::kRawMax};
-    d.axes[1] = {kAxisBits, 0, CHardwareEmulator::kRawMax};
-    d.buttonCount = kButtonCount;
     return d;
 }
 
@@ -202,13 +146,20 @@ private:
     void EmulateMs(std::uint32_t t);
     void SendInput();
     void Call(const Step* step, const std::string& what, HRESULT hr, const std::string& extra = "");
-    std::uint32_t Now() const { return m_exports.now() - m_start; }
+    std::uint32_t Now() const { return m_module->now() - m_start; }
     std::uint32_t ReportCount() const {
-        return m_plugged ? static_cast<std::uint32_t>(std::max(0, m_exports.reportCount(m_scenario.joystickId))) : 0;
+        return m_plugged ? static_cast<std::uint32_t>(std::max(0, m_module->reportCount(m_scenario.joystickId))) : 0;
     }
     void MarkCallStart() {
-        m_callStart = m_exports.library ? Now() : 0;
+        m_callStart = Loaded() ? Now() : 0;
         m_reportsAtCallStart = ReportCount();
+    }
+    bool Loaded() const { return m_module && m_module->Loaded(); }
+    // The exports a session uses; a module without them cannot be played.
+    bool HasExports() const {
+        const DriverModule& m = *m_module;
+        return m.getClassObject && m.plug && m.unplug && m.setInput && m.reportCount && m.getReport && m.useVirtual &&
+               m.useReal && m.now && m.advance;
     }
     void AddCause(const std::string& label) { m_causes.push_back({m_reportsAtCallStart, label}); }
     std::string TakeCauses(std::uint32_t reportIndex);
@@ -217,7 +168,7 @@ private:
     const Scenario& m_scenario;
     PlayOptions m_options;
     CHardwareEmulator m_emulator;
-    ModuleExports m_exports;
+    std::optional<DriverModule> m_module;
     PlayResult m_result;
     IDirectInputEffectDriver* m_driver = nullptr;
     ISVJoyForceAPI* m_settings = nullptr;
@@ -280,7 +231,7 @@ void Session::Call(const Step* step, const std::string& what, HRESULT hr, const 
     // A call may wake a driver thread (continue, a start on a paused
     // device); let it finish before the next call, so that which reports
     // came before which call is the same on every run.
-    if (m_result.deviceOpened && !m_options.realtime) m_exports.advance(0);
+    if (m_result.deviceOpened && !m_options.realtime) m_module->advance(0);
     char time[32];
     std::snprintf(time, sizeof time, "%7u ms  ", m_callStart);
     std::string line = std::string(time) + "CALL " + what + " -> " + ResultName(hr) + extra;
@@ -299,25 +250,28 @@ void Session::Call(const Step* step, const std::string& what, HRESULT hr, const 
 }
 
 bool Session::Open() {
-    if (!m_exports.Load(m_options.modulePath, &m_result.fatal)) {
-        m_result.fatal = "cannot load " + m_options.modulePath + ": " + m_result.fatal;
+    m_module.emplace(m_options.modulePath);
+    if (!m_module->Loaded() || !HasExports()) {
+        const std::string why =
+            m_module->Loaded() ? "the module lacks DllGetClassObject or the virtual-device functions" : m_module->Error();
+        m_result.fatal = "cannot load " + m_options.modulePath + ": " + why;
         return false;
     }
     m_result.loaded = true;
-    if (m_options.realtime ? m_exports.useReal() : m_exports.useVirtual(kClockStartMs)) {
+    if (m_options.realtime ? m_module->useReal() : m_module->useVirtual(kClockStartMs)) {
         m_result.fatal = "the module has no virtual devices in this build";
         return false;
     }
-    m_start = m_exports.now();
+    m_start = m_module->now();
     const FfdrvVirtualDevice device = DeviceOf(m_scenario.model, m_scenario.joystickId);
-    const std::int32_t plugged = m_exports.plug(&device);
+    const std::int32_t plugged = m_module->plug(&device);
     m_plugged = plugged == FFDRV_VIRTUAL_OK;
     m_result.trace.push_back("      0 ms  PLUG " + std::string(Product(m_scenario.model).codename) + " (" +
                              FamilyName(m_emulator.Family()) + ") at joystick " +
                              std::to_string(m_scenario.joystickId) + (m_plugged ? "" : ": failed"));
     const ClassRow& row = kClassTable[DriverClassOf(m_scenario.model)];
     IClassFactory* factory = nullptr;
-    HRESULT hr = m_exports.getClassObject(row.clsid, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+    HRESULT hr = m_module->getClassObject(row.clsid, IID_IClassFactory, reinterpret_cast<void**>(&factory));
     Call(nullptr, std::string("DllGetClassObject(") + row.factoryName + ")", hr);
     if (FAILED(hr)) return true;
     hr = factory->CreateInstance(nullptr, IID_IDirectInputEffectDriver, reinterpret_cast<void**>(&m_driver));
@@ -329,7 +283,7 @@ bool Session::Open() {
     m_result.deviceOpened = SUCCEEDED(hr);
     // Let the new simulation thread finish its first pass before the first
     // scenario call, so that pass never races the calls of the same instant.
-    if (m_result.deviceOpened && !m_options.realtime) m_exports.advance(0);
+    if (m_result.deviceOpened && !m_options.realtime) m_module->advance(0);
     Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", begin)", hr,
          m_result.deviceOpened ? "" : "  -- the driver could not open the device");
     return true;
@@ -343,11 +297,11 @@ void Session::Close() {
     }
     if (m_driver) m_driver->Release();
     if (m_settings) m_settings->Release();
-    if (m_exports.library) {
-        if (!m_options.realtime) m_exports.advance(1);
+    if (Loaded()) {
+        if (!m_options.realtime) m_module->advance(1);
         DrainReports(/*includeCurrentMs=*/true);
-        if (m_plugged) m_exports.unplug(m_scenario.joystickId);
-        m_exports.useReal();
+        if (m_plugged) m_module->unplug(m_scenario.joystickId);
+        m_module->useReal();
     }
     // The module stays loaded: a driver's threads may still be winding down.
 }
@@ -358,12 +312,12 @@ void Session::Close() {
 // trace's order the same from run to run.
 void Session::DrainReports(bool includeCurrentMs, std::uint32_t beforeMs) {
     if (!m_plugged) return;
-    const std::int32_t count = m_exports.reportCount(m_scenario.joystickId);
+    const std::int32_t count = m_module->reportCount(m_scenario.joystickId);
     for (; static_cast<std::int32_t>(m_nextReport) < count; ++m_nextReport) {
         std::uint8_t buffer[kMaxReport] = {};
         std::uint32_t kind = 0, timeMs = 0;
         const std::int32_t n =
-            m_exports.getReport(m_scenario.joystickId, m_nextReport, &kind, &timeMs, buffer, sizeof buffer);
+            m_module->getReport(m_scenario.joystickId, m_nextReport, &kind, &timeMs, buffer, sizeof buffer);
         if (n < 0) break;
         if (!includeCurrentMs && timeMs - m_start >= std::min(Now(), beforeMs)) break;
         const std::vector<std::uint8_t> report(buffer, buffer + std::min<size_t>(n, sizeof buffer));
@@ -390,7 +344,7 @@ void Session::DrainReports(bool includeCurrentMs, std::uint32_t beforeMs) {
 void Session::SendInput() {
     const std::int32_t x = m_emulator.RawAxis(0), y = m_emulator.RawAxis(1);
     if (!m_plugged || (x == m_sentX && y == m_sentY && m_buttons == m_sentButtons)) return;
-    m_exports.setInput(m_scenario.joystickId, x, y, m_buttons);
+    m_module->setInput(m_scenario.joystickId, x, y, m_buttons);
     m_sentX = x, m_sentY = y, m_sentButtons = m_buttons;
 }
 
@@ -442,7 +396,7 @@ void Session::Wait(DWORD ms) {
         }
         const std::uint32_t now = Now();
         const std::uint32_t next = std::min(until, (now / kInputEveryMs + 1) * kInputEveryMs);
-        m_exports.advance(next - now);
+        m_module->advance(next - now);
         for (std::uint32_t t = now + 1; t <= next; ++t) EmulateMs(t);
     }
 }
@@ -526,7 +480,7 @@ void Session::EscapeStep(const Step& step) {
 void Session::SettingStep(const Step& step) {
     if (m_settings == nullptr) {
         IClassFactory* factory = nullptr;
-        HRESULT hr = m_exports.getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+        HRESULT hr = m_module->getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory));
         if (SUCCEEDED(hr)) {
             hr = factory->CreateInstance(nullptr, IID_ISVJoyForceAPI, reinterpret_cast<void**>(&m_settings));
             factory->Release();

@@ -5,6 +5,8 @@
 // feature command (selector, float bit patterns), escape 3 must hand back the
 // two bytes the RAP wheel answers to the value query, in the order it sends
 // them; and the bridge behind both must follow the module's object count.
+// The wheel's simulation runs on the virtual clock; the bridge thread is no
+// part of it, so the waits on the RAP wheel keep a real-time hang guard.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -15,21 +17,17 @@
 
 #include "devio/Source/Virtual/virtual_rap_api.h"
 #include "devio/manager/rap_functions.h"
-#include "force_feedback/legacy/product_config.h"
-#include "force_feedback/legacy/testing/driver_module.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
-#include "force_feedback/legacy/testing/virtual_clock.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 
 namespace {
 
-constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr std::uint32_t kJoystick = 6;
 constexpr int kPrazenClass = 16;
 constexpr std::uint32_t kGuardMs = 5000;  // only guards against hangs
 constexpr std::uint8_t kValue[2] = {0x12, 0x34};
 constexpr DWORD kEscapeVersion = 1;
 
-class PrazenBridgeEndToEnd : public ::testing::Test {
+class PrazenBridgeEndToEnd : public DriverHostTest<> {
 protected:
     template <typename Fn>
     Fn Export(const char* name) {
@@ -37,24 +35,22 @@ protected:
     }
 
     void SetUp() override {
-        ASSERT_TRUE(m_module.Loaded()) << m_module.Error();
+        ASSERT_NO_FATAL_FAILURE(StartVirtualClock());
         m_rapPlug = Export<decltype(&FfdrvVirtualRapPlug)>("FfdrvVirtualRapPlug");
         m_rapUnplug = Export<decltype(&FfdrvVirtualRapUnplug)>("FfdrvVirtualRapUnplug");
         m_rapCount = Export<decltype(&FfdrvVirtualRapCount)>("FfdrvVirtualRapCount");
         m_rapWait = Export<decltype(&FfdrvVirtualRapWait)>("FfdrvVirtualRapWait");
         m_rapCommand = Export<decltype(&FfdrvVirtualRapGetCommand)>("FfdrvVirtualRapGetCommand");
         m_busActive = Export<decltype(&FfdrvVirtualRapBusActive)>("FfdrvVirtualRapBusActive");
-        ASSERT_TRUE(m_api.Complete() && m_rapPlug && m_rapUnplug && m_rapCount && m_rapWait && m_rapCommand &&
-                    m_busActive);
-        m_hid = VirtualWheel(kJoystick);
-        m_hid.productId = Product(Model::Prazen).productId;
-        ASSERT_EQ(m_api.plug(&m_hid), FFDRV_VIRTUAL_OK);
+        ASSERT_TRUE(m_rapPlug && m_rapUnplug && m_rapCount && m_rapWait && m_rapCommand && m_busActive);
+        m_hid = DeviceOf(Model::Prazen, kJoystick);
+        Plug(m_hid);
     }
 
     void TearDown() override {
         if (m_driver) m_driver->Release();
+        m_driver = nullptr;
         if (m_rapHandle) m_rapUnplug(m_rapHandle);
-        if (m_api.unplug) m_api.unplug(kJoystick);
     }
 
     void PlugRapWheel() {
@@ -72,9 +68,9 @@ protected:
     }
 
     void OpenWheel() {
-        m_driver = m_module.CreateDriver(kPrazenClass);
-        ASSERT_NE(m_driver, nullptr);
-        ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+        ASSERT_NO_FATAL_FAILURE(MakeDriver(kPrazenClass));
+        ASSERT_NO_FATAL_FAILURE(Open());
+        Advance(3 * kPassMs);
     }
 
     void ReleaseDriver() {
@@ -129,11 +125,8 @@ protected:
         EXPECT_EQ(out[1], kValue[1]);
     }
 
-    DriverModule m_module;
     FfdrvVirtualDevice m_hid{};
-    IDirectInputEffectDriver* m_driver = nullptr;
     std::uint32_t m_rapHandle = 0;
-    VirtualApi m_api{m_module};
     decltype(&FfdrvVirtualRapPlug) m_rapPlug = nullptr;
     decltype(&FfdrvVirtualRapUnplug) m_rapUnplug = nullptr;
     decltype(&FfdrvVirtualRapCount) m_rapCount = nullptr;

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/testing/driver_module.h"
+#include "tools/module_host/driver_module.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ class AbsentDeviceExports : public ::testing::TestWithParam<int> {
 protected:
     void SetUp() override {
         ASSERT_TRUE(m_module.Loaded()) << DriverModule::DefaultPath() << ": " << m_module.Error();
-        m_driver = m_module.CreateDriver(GetParam());
+        m_driver = m_module.CreateDriver(kClassTable[GetParam()].clsid);
         ASSERT_NE(m_driver, nullptr);
         // A failed open is never DeviceID's failure: it shows in the calls.
         ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kAbsentId, TRUE, 0, nullptr), S_OK);

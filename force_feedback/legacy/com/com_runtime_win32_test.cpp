@@ -8,8 +8,8 @@
 
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/settings/registry_entry.h"
-#include "force_feedback/legacy/testing/driver_module.h"
 #include "platform/guid.h"
+#include "tools/module_host/driver_module.h"
 
 namespace reg = platform::reg;
 

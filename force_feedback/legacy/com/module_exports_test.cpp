@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/testing/driver_module.h"
+#include "tools/module_host/driver_module.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ TEST_F(ModuleExports, ExportsTheFourComFunctionsAndNothingOfTheDriver) {
 TEST_F(ModuleExports, EveryModelDriverAnswersGetVersionsThroughItsFactory) {
     for (int index = 1; index < kClassCount; ++index) {
         SCOPED_TRACE(kClassTable[index].factoryName);
-        IDirectInputEffectDriver* driver = m_module.CreateDriver(index);
+        IDirectInputEffectDriver* driver = m_module.CreateDriver(kClassTable[index].clsid);
         ASSERT_NE(driver, nullptr);
         EXPECT_EQ(m_module.canUnloadNow(), S_FALSE);
         DIDRIVERVERSIONS versions{};

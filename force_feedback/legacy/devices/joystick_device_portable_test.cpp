@@ -13,6 +13,7 @@
 #include "force_feedback/legacy/devices/karvona_device.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/global_data.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/recorded_reports.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
@@ -22,16 +23,6 @@ constexpr std::uint32_t kJoystick = 11;
 constexpr DWORD kPassMs = 8;
 constexpr DWORD kTriggerButton = 3;
 
-FfdrvVirtualDevice StickOf(Model model) {
-    FfdrvVirtualDevice d = VirtualWheel(kJoystick);
-    d.vendorId = kVendorId;
-    d.productId = Product(model).productId;
-    if (model == Model::Karvona) {
-        d.outputReportLength = 64;
-        d.featureReportLength = 2;
-    }
-    return d;
-}
 
 std::vector<BYTE> Command(std::initializer_list<BYTE> bytes) { return bytes; }
 
@@ -46,7 +37,7 @@ std::vector<BYTE> CommandOf(const RecordedReport& r) {
 template <typename Device>
 class StickTest : public ::testing::Test {
 protected:
-    explicit StickTest(Model model) : m_plug(StickOf(model)) {}
+    explicit StickTest(Model model) : m_plug(DriverHost::DeviceOf(model, kJoystick)) {}
     void Open() {
         ASSERT_EQ(m_plug.Result(), FFDRV_VIRTUAL_OK);
         ASSERT_EQ(m_device->Open(kJoystick), S_OK);

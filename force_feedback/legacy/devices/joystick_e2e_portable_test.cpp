@@ -37,11 +37,11 @@ const StickCase kSticks[] = {
     {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100, 0x01, 0x77},
 };
 
-class JoystickE2ETest : public LibrarySuite<::testing::TestWithParam<StickCase>> {};
+class JoystickE2ETest : public ::testing::TestWithParam<StickCase> {};
 
 TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
     const StickCase& c = GetParam();
-    StickSession session(*s_lib, c.classIndex, c.model, c.outputLength);
+    StickSession session(c.classIndex, c.model, c.outputLength);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);
@@ -50,7 +50,7 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
     ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_RESET), S_OK);
     ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_SETACTUATORSON), S_OK);
     session.Advance(10 * kPassMs);
-    const std::uint32_t startedAt = s_lib->Now();
+    const std::uint32_t startedAt = session.Now();
     session.PlayConstant(kAxisX, -10000, 200);
     session.Advance(100);
     session.PlayConstant(kAxisY, 10000, 200);
@@ -59,7 +59,7 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
 
     const std::size_t n = c.outputLength;
     const BYTE id = c.reportId;
-    const auto reports = s_lib->Reports(kJoystick);
+    const auto reports = session.Reports();
     ExpectReports(reports, {
                                {kOutput, Output(n, id, {0x53})},  // first pass: the stick starts unforced
                                {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
@@ -87,7 +87,7 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
 // clip MulDiv(10000, 255, 10000) = 0xFF; no sign bits.
 TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
     const StickCase& c = GetParam();
-    StickSession session(*s_lib, c.classIndex, c.model, c.outputLength);
+    StickSession session(c.classIndex, c.model, c.outputLength);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);
@@ -103,7 +103,7 @@ TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
     const std::size_t n = c.outputLength;
     const BYTE id = c.reportId;
     const BYTE k = c.springCoefficients;
-    ExpectReports(s_lib->Reports(kJoystick),
+    ExpectReports(session.Reports(),
                   {
                       {kOutput, Output(n, id, {0x53})},
                       // starting the effect switched the actuators on first
@@ -146,7 +146,7 @@ std::vector<BYTE> KarvonaReport(LONG xWord, LONG yWord, bool centring) {
 class KarvonaE2ETest : public JoystickE2ETest {};
 
 TEST_F(KarvonaE2ETest, SessionSendsChangedReportsOnlyAndReleasesTheStick) {
-    StickSession session(*s_lib, kKarvonaIndex, Model::Karvona, kKarvonaLength);
+    StickSession session(kKarvonaIndex, Model::Karvona, kKarvonaLength);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);  // nothing changed yet: nothing sent
@@ -164,7 +164,7 @@ TEST_F(KarvonaE2ETest, SessionSendsChangedReportsOnlyAndReleasesTheStick) {
     std::vector<BYTE> reset(kKarvonaLength, 0);
     reset[0] = kKarvonaReportId;
     reset[1] = 0xF3;
-    ExpectReports(s_lib->Reports(kJoystick),
+    ExpectReports(session.Reports(),
                   {
                       {kOutput, KarvonaReport(0, 0, /*centring=*/true)},
                       {kOutput, KarvonaReport(0, 0, /*centring=*/false)},

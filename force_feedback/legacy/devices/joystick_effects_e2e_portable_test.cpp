@@ -92,8 +92,7 @@ std::vector<BYTE> ForceReport(Wire wire, LONG x, LONG y) {
 // model's gain set and the recorded reports cleared.
 class ReadySession {
 public:
-    ReadySession(LibraryHarness& lib, const StickModel& m)
-        : m_lib(lib), m_session(lib, m.classIndex, m.model, m.outputLength) {
+    explicit ReadySession(const StickModel& m) : m_session(m.classIndex, m.model, m.outputLength) {
         if (!m_session.Ready()) return;
         m_open = m_session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr) == S_OK;
         EXPECT_TRUE(m_open);
@@ -102,7 +101,7 @@ public:
         EXPECT_EQ(m_session->SendForceFeedbackCommand(kJoystick, DISFFC_SETACTUATORSON), S_OK);
         EXPECT_EQ(m_session->SetGain(kJoystick, m.gain), S_OK);
         m_session.Advance(10 * kPassMs);
-        m_lib.Clear(kJoystick);
+        m_session.ClearReports();
     }
     ~ReadySession() {
         if (m_open) m_session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr);
@@ -116,22 +115,21 @@ public:
         EXPECT_EQ(m_session->DownloadEffect(kJoystick, type, &handle, block.Get(), flags), S_OK);
         return handle;
     }
-    std::vector<Recorded> Take() {
-        auto r = m_lib.Reports(kJoystick);
-        m_lib.Clear(kJoystick);
+    std::vector<RecordedReport> Take() {
+        auto r = m_session.Reports();
+        m_session.ClearReports();
         return r;
     }
 
 private:
-    LibraryHarness& m_lib;
     StickSession m_session;
     bool m_open = false;
 };
 
-class StickEffectsTest : public LibrarySuite<> {};
+class StickEffectsTest : public ::testing::Test {};
 
 // Checks bytes and the spacing of the reports on the virtual clock.
-void ExpectSteps(const std::vector<Recorded>& got, Wire wire, const std::vector<Step>& want) {
+void ExpectSteps(const std::vector<RecordedReport>& got, Wire wire, const std::vector<Step>& want) {
     std::vector<std::pair<std::uint32_t, std::vector<BYTE>>> bytes;
     for (const Step& s : want) bytes.push_back({kOutput, ForceReport(wire, s.x, s.y)});
     ExpectReports(got, bytes);
@@ -198,7 +196,7 @@ class ForceEffectsE2ETest : public StickEffectsTest,
 TEST_P(ForceEffectsE2ETest, ReportsFollowTheForceLawPassByPass) {
     const auto& [model, index] = GetParam();
     const ForceCase& c = ForceCases()[index];
-    ReadySession session(*s_lib, model);
+    ReadySession session(model);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     c.build(block);
@@ -219,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
 class CustomForceE2ETest : public StickEffectsTest, public ::testing::WithParamInterface<StickModel> {};
 
 TEST_P(CustomForceE2ETest, PlaysForItsDurationWithoutForce) {
-    ReadySession session(*s_lib, GetParam());
+    ReadySession session(GetParam());
     ASSERT_TRUE(session.Ready());
     LONG samples[6] = {10000, -10000, 5000, -5000, -10000, 10000};
     EffectBlock block;
@@ -323,7 +321,7 @@ TEST_P(NativeConditionE2ETest, StartAndStopSendTheResolutionsCommands) {
     const auto& [model, index] = GetParam();
     const ConditionCase& c = ConditionCases()[index];
     const bool high = model.model == Model::Ferolla;
-    ReadySession session(*s_lib, model);
+    ReadySession session(model);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     c.build(block);
@@ -359,7 +357,7 @@ TEST_P(SlotSharingE2ETest, HighestLoadHoldsTheConditionUnitAndTheNextTakesOver) 
     // Both nibbles: 5000 -> 7.5 -> 8 / 3.5 -> 4; 8000 -> 12 / 5.6 -> 6;
     // 2000 -> 3 / 1.4 -> 1.
     const BYTE k50 = high ? 0x88 : 0x44, k80 = high ? 0xCC : 0x66;
-    ReadySession session(*s_lib, GetParam());
+    ReadySession session(GetParam());
     ASSERT_TRUE(session.Ready());
     DWORD handles[4] = {};
     const LONG coefficients[4] = {5000, 8000, 8000, 2000};
@@ -420,7 +418,7 @@ INSTANTIATE_TEST_SUITE_P(BothResolutions, SlotSharingE2ETest, ::testing::Values(
 // saturation 0x7F, dead band 0. The centring spring is mode 0, 33, 0x7F,
 // 0x46 (strength 10000 of 15000).
 TEST_F(StickEffectsTest, KarvonaSpringTakesTheXBlockAndGivesItBackToCentring) {
-    ReadySession session(*s_lib, kKarvona);
+    ReadySession session(kKarvona);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     // k 6000 -> 30, saturation 5000 -> 63.5 -> 64, dead band 2000 -> 51.
@@ -442,7 +440,7 @@ TEST_F(StickEffectsTest, KarvonaSpringTakesTheXBlockAndGivesItBackToCentring) {
 }
 
 TEST_F(StickEffectsTest, KarvonaDamperTakesTheYBlockAndClearsItWhenCentringIsOff) {
-    ReadySession session(*s_lib, kKarvona);
+    ReadySession session(kKarvona);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     // Gain 8000: k = MulDiv(10000, 8000, 10000) = 8000 -> 40.
@@ -469,7 +467,7 @@ class TriggerE2ETest : public StickEffectsTest, public ::testing::WithParamInter
 // finite one started by the button plays out after release.
 TEST_P(TriggerE2ETest, ButtonStartsAndReleaseStopsOnlyEndlessEffects) {
     const StickModel& m = GetParam();
-    ReadySession session(*s_lib, m);
+    ReadySession session(m);
     ASSERT_TRUE(session.Ready());
     EffectBlock endless;
     endless.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
@@ -477,9 +475,9 @@ TEST_P(TriggerE2ETest, ButtonStartsAndReleaseStopsOnlyEndlessEffects) {
     const DWORD handle = session.Download(kEffectConstant, endless, kAllParams);
     session.Advance(3 * kPassMs);
     EXPECT_TRUE(session.Take().empty()) << "a trigger effect waits for its button";
-    ASSERT_EQ(s_lib->SetInput(kJoystick, kCentre, kCentre, kPressed2), FFDRV_VIRTUAL_OK);
+    (*session).SetInput(kCentre, kCentre, kPressed2);
     session.Advance(3 * kPassMs);
-    ASSERT_EQ(s_lib->SetInput(kJoystick, kCentre, kCentre, 0), FFDRV_VIRTUAL_OK);
+    (*session).SetInput(kCentre, kCentre, 0);
     session.Advance(3 * kPassMs);
     {
         SCOPED_TRACE("endless");
@@ -494,9 +492,9 @@ TEST_P(TriggerE2ETest, ButtonStartsAndReleaseStopsOnlyEndlessEffects) {
     finite.Params(DICONSTANTFORCE{-10000}).Cartesian({kAxisY}, {1}).DurationMs(40);
     finite.effect.dwTriggerButton = kButton2;
     session.Download(kEffectConstant, finite, kAllParams);
-    ASSERT_EQ(s_lib->SetInput(kJoystick, kCentre, kCentre, kPressed2), FFDRV_VIRTUAL_OK);
+    (*session).SetInput(kCentre, kCentre, kPressed2);
     session.Advance(kPassMs);
-    ASSERT_EQ(s_lib->SetInput(kJoystick, kCentre, kCentre, 0), FFDRV_VIRTUAL_OK);
+    (*session).SetInput(kCentre, kCentre, 0);
     session.Advance(2 * kPassMs);
     EXPECT_EQ(session.Take().size(), 1u) << "released: the finite force keeps playing";
     session.Advance(8 * kPassMs);
@@ -524,7 +522,7 @@ std::vector<BYTE> FerollaCentring() { return Output(kStickLength, 0, {0xFE, 0x0D
 std::vector<BYTE> StickCommand(BYTE command) { return Output(kStickLength, 0, {command}); }
 
 TEST_F(StickEffectsTest, FerollaGainScalesAndMapsTheForce) {
-    ReadySession session(*s_lib, kFerolla);
+    ReadySession session(kFerolla);
     ASSERT_TRUE(session.Ready());
     EffectBlock block;
     block.Params(DICONSTANTFORCE{4000}).Cartesian({kAxisX}, {1});
@@ -548,7 +546,7 @@ TEST_F(StickEffectsTest, FerollaGainScalesAndMapsTheForce) {
 // paused after 24 ms is over at the first pass after the continue. Reset
 // deletes every effect: the force goes off and the stick centres itself.
 TEST_F(StickEffectsTest, FerollaPauseContinueAndReset) {
-    ReadySession session(*s_lib, kFerolla);
+    ReadySession session(kFerolla);
     ASSERT_TRUE(session.Ready());
     EffectBlock finite;
     finite.Params(DICONSTANTFORCE{4000}).Cartesian({kAxisX}, {1}).DurationMs(80);
@@ -560,7 +558,7 @@ TEST_F(StickEffectsTest, FerollaPauseContinueAndReset) {
         SCOPED_TRACE("paused");
         ExpectReports(session.Take(), {{kOutput, StickForce(51, 0)}});
     }
-    const std::uint32_t continuedAt = s_lib->Now();
+    const std::uint32_t continuedAt = (*session).Now();
     ASSERT_EQ(session->SendForceFeedbackCommand(kJoystick, DISFFC_CONTINUE), S_OK);
     session.Advance(8 * kPassMs);
     DWORD status = 1;

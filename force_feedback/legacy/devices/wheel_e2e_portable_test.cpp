@@ -61,9 +61,14 @@ TEST_P(WheelEndToEndTest, ConstantForceSessionWritesOpenForceCenteringAndCloseRe
     block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1}).DurationMs(100);
     const DWORD handle = Download(block, kEffectConstant);
     ASSERT_EQ(handle, 1u);
-    const std::uint32_t startedAt = m_api.now();
+    const std::uint32_t startedAt = Now();
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
     Advance(200);
+    // The effect ended on the thread: the device is stopped, not empty.
+    DIDEVICESTATE state{sizeof(DIDEVICESTATE), 0, 0};
+    ASSERT_EQ(m_driver->GetForceFeedbackState(kJoystick, &state), S_OK);
+    EXPECT_EQ(state.dwState & (DIGFFS_STOPPED | DIGFFS_ACTUATORSON | DIGFFS_EMPTY),
+              DIGFFS_STOPPED | DIGFFS_ACTUATORSON);
     Close();
 
     std::vector<Bytes> expected;
@@ -108,7 +113,7 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
         // Held at the far right (raw 1023 of 0..512..1023) the host spring
         // gives its full 127: d = MulDiv(511, 10000, 513) = 9961, four times
         // that is past the 10000 saturation.
-        ASSERT_EQ(m_api.setInput(kJoystick, 1023, 512, 0), FFDRV_VIRTUAL_OK);
+        DriverHost::SetInput(1023, 512);
         Advance(4 * kPassMs);
         const auto reports = Reports();
         ASSERT_GT(reports.size(), before);

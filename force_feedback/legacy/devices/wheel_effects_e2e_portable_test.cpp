@@ -183,7 +183,7 @@ TEST_P(WheelForceEffectTest, ReportsTheForceLawPassByPass) {
     EffectBlock block;
     c.build(block);
     const DWORD handle = Download(block, c.type, kAllParams | DIEP_ENVELOPE);
-    const std::uint32_t startedAt = m_api.now();
+    const std::uint32_t startedAt = Now();
     Start(handle);
     EXPECT_EQ(Status(handle), 1u);
     Advance(16 * kPassMs);

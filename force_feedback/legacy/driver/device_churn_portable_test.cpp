@@ -20,6 +20,7 @@
 #include "force_feedback/legacy/driver/ff_driver.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/ordinary_priority.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
@@ -69,16 +70,6 @@ std::string CaseName(const ::testing::TestParamInfo<ChurnCase>& info) {
     return std::string(CodenameOf(info.param.model)) + (info.param.order == Order::BeginEnd ? "BeginEnd" : "BeginBegin");
 }
 
-FfdrvVirtualDevice DeviceOf(Model model) {
-    FfdrvVirtualDevice d = VirtualWheel(kJoystick);
-    d.vendorId = kVendorId;
-    d.productId = Product(model).productId;
-    if (model == Model::Karvona) {
-        d.outputReportLength = 64;
-        d.featureReportLength = 2;
-    }
-    return d;
-}
 
 // One model of each family and variant: both wheel resolutions, a wheel with
 // mode reports, the bridge wheel, both stick resolutions, the Karvona stick
@@ -103,7 +94,7 @@ protected:
     // The new device's thread must be able to start late, as in a game.
     OrdinaryPriorityScope m_ordinaryPriority;
     VirtualClockScope m_clock{70000};
-    PluggedDevice m_plug{DeviceOf(GetParam().model)};
+    PluggedDevice m_plug{DriverHost::DeviceOf(GetParam().model, kJoystick)};
     CFFDrv* m_driver = nullptr;
 };
 

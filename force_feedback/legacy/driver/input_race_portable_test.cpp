@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <optional>
 #include <thread>
 
 #include "force_feedback/legacy/com/class_table.h"
@@ -18,14 +17,12 @@
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
-#include "force_feedback/legacy/testing/driver_module.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
-#include "force_feedback/legacy/testing/virtual_clock.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 
 namespace {
 
 constexpr std::uint32_t kJoystick = 12;
-constexpr DWORD kDirectInputVersion = 0x0800;
+constexpr DWORD kDirectInputVersion = DriverHost::kDirectInputVersion;
 constexpr DWORD kTriggerButton = 1;  // bit 1 of the input's button mask
 constexpr int kFeedReports = 1500;
 constexpr int kFedPerSwing = 40;
@@ -40,43 +37,20 @@ struct RaceCase {
 
 std::string CaseName(const ::testing::TestParamInfo<RaceCase>& info) { return info.param.name; }
 
-class InputRaceTest : public ::testing::TestWithParam<RaceCase> {
+class InputRaceTest : public DriverHostTest<::testing::TestWithParam<RaceCase>> {
 protected:
-    static void SetUpTestSuite() { s_module = new DriverModule(); }
-    static void TearDownTestSuite() {
-        delete s_module;
-        s_module = nullptr;
-    }
-
+    // The real clock, deliberately: the race needs the input completion and
+    // the callers to run freely against each other.
     void SetUp() override {
-        ASSERT_TRUE(s_module->Loaded()) << s_module->Error();
-        m_api.emplace(*s_module);
-        ASSERT_TRUE(m_api->Complete());
-        ASSERT_EQ(m_api->useReal(), FFDRV_VIRTUAL_OK);
-        FfdrvVirtualDevice device = VirtualWheel(kJoystick);
-        device.productId = Product(GetParam().model).productId;
-        if (GetParam().model == Model::Karvona) device.featureReportLength = 2;
-        ASSERT_EQ(m_api->plug(&device), FFDRV_VIRTUAL_OK);
-        m_plugged = true;
-        const int classIndex = DriverClassOf(GetParam().model);
-        ASSERT_GE(classIndex, 0);
-        m_driver = s_module->CreateDriver(classIndex);
-        ASSERT_NE(m_driver, nullptr);
-        ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
+        ASSERT_NO_FATAL_FAILURE(StartRealClock());
+        ASSERT_NO_FATAL_FAILURE(Plug(DeviceOf(GetParam().model, kJoystick)));
+        ASSERT_NO_FATAL_FAILURE(MakeDriver(DriverClassOf(GetParam().model)));
+        Open();
     }
     void TearDown() override {
-        if (m_driver) {
-            m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr);
-            m_driver->Release();
-        }
-        if (m_plugged) m_api->unplug(kJoystick);
+        if (m_driver) m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr);
     }
 
-    DWORD Download(DWORD type, EffectBlock& block, DWORD flags = kAllParams) {
-        DWORD handle = 0;
-        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, type, &handle, block.Get(), flags), S_OK);
-        return handle;
-    }
     // A condition on both axes; `handle` 0 downloads and starts a new one,
     // otherwise the playing one takes the new coefficient (and with it reads
     // the position and velocity at once, on the caller's thread).
@@ -94,7 +68,7 @@ protected:
         EffectBlock block;
         block.Params(DIPERIODIC{3000, 0, 0, 80000}).Cartesian({kAxisX}, {1});
         block.effect.dwTriggerButton = kTriggerButton << 8;
-        return Download(type, block);
+        return Download(block, type);
     }
     DWORD Status(DWORD handle) {
         DWORD status = 0xFF;
@@ -117,10 +91,6 @@ protected:
         return false;
     }
 
-    inline static DriverModule* s_module = nullptr;
-    std::optional<VirtualApi> m_api;
-    bool m_plugged = false;
-    IDirectInputEffectDriver* m_driver = nullptr;
 };
 
 TEST_P(InputRaceTest, InputFromAFeedingThreadWhileConditionsAndTriggersPlay) {
@@ -135,7 +105,7 @@ TEST_P(InputRaceTest, InputFromAFeedingThreadWhileConditionsAndTriggersPlay) {
             const int phase = i % (2 * kFedPerSwing);
             const std::int32_t x = 512 + (phase < kFedPerSwing ? phase : 2 * kFedPerSwing - phase) * 12 - 240;
             const std::uint64_t buttons = (i / 7) % 2 ? 1u << kTriggerButton : 0;
-            m_api->setInput(kJoystick, x, 1023 - x, buttons);
+            m_module.setInput(kJoystick, x, 1023 - x, buttons);
             std::this_thread::sleep_for(std::chrono::microseconds(500));
         }
         feeding = false;
@@ -153,11 +123,11 @@ TEST_P(InputRaceTest, InputFromAFeedingThreadWhileConditionsAndTriggersPlay) {
 
     // The input still drives the trigger: pressed starts it, released stops
     // it (it has no end of its own).
-    ASSERT_EQ(m_api->setInput(kJoystick, 512, 512, 0), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(m_module.setInput(kJoystick, 512, 512, 0), FFDRV_VIRTUAL_OK);
     EXPECT_TRUE(WaitForStatus(triggered, 0));
-    ASSERT_EQ(m_api->setInput(kJoystick, 512, 512, 1u << kTriggerButton), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(m_module.setInput(kJoystick, 512, 512, 1u << kTriggerButton), FFDRV_VIRTUAL_OK);
     EXPECT_TRUE(WaitForStatus(triggered, 1));
-    EXPECT_GT(m_api->count(kJoystick), 0);
+    EXPECT_GT(m_module.reportCount(kJoystick), 0);
 }
 
 const RaceCase kCases[] = {

@@ -43,9 +43,8 @@
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/settings_test_support.h"
-#include "force_feedback/legacy/testing/driver_module.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/ordinary_priority.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
@@ -283,20 +282,14 @@ struct Counters {
 
 class ModuleStressTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { s_module = new DriverModule(); }
-    static void TearDownTestSuite() {
-        delete s_module;
-        s_module = nullptr;
-    }
 
     void SetUp() override {
         // The settings tool starts from the defaults and saves now and then:
         // its values stay out of the tests that run after it.
         m_prazenSettings.Delete();
         ASSERT_TRUE(s_module->Loaded()) << s_module->Error();
-        m_api.emplace(*s_module);
-        ASSERT_TRUE(m_api->Complete());
-        ASSERT_EQ(m_api->useReal(), FFDRV_VIRTUAL_OK);
+        ASSERT_TRUE(s_module->HasVirtualDevices());
+        ASSERT_EQ(s_module->useReal(), FFDRV_VIRTUAL_OK);
         // Two low-resolution wheels share one driver object; every other
         // model has its own.
         const Model models[] = {Model::Dastrin, Model::Dastrin, Model::Prazen, Model::Quintar,
@@ -306,20 +299,14 @@ protected:
             auto device = std::make_unique<Device>();
             device->id = id;
             device->model = models[id];
-            FfdrvVirtualDevice plug = VirtualWheel(id);
-            plug.vendorId = kVendorId;
-            plug.productId = Product(device->model).productId;
-            if (device->model == Model::Karvona) {
-                plug.outputReportLength = 64;
-                plug.featureReportLength = 2;
-            }
-            ASSERT_EQ(m_api->plug(&plug), FFDRV_VIRTUAL_OK);
+            const FfdrvVirtualDevice plug = DriverHost::DeviceOf(device->model, id);
+            ASSERT_EQ(s_module->plug(&plug), FFDRV_VIRTUAL_OK);
             m_plugged.push_back(id);
             if (device->model == Model::Dastrin && shared != nullptr) {
                 shared->AddRef();
                 device->driver = shared;
             } else {
-                device->driver = s_module->CreateDriver(DriverClassOf(device->model));
+                device->driver = s_module->CreateDriver(kClassTable[DriverClassOf(device->model)].clsid);
                 ASSERT_NE(device->driver, nullptr);
                 if (device->model == Model::Dastrin) shared = device->driver;
             }
@@ -339,7 +326,7 @@ protected:
             if (d->driver) d->driver->Release();
         }
         m_devices.clear();
-        for (DWORD id : m_plugged) m_api->unplug(id);
+        for (DWORD id : m_plugged) s_module->unplug(id);
         // Every device and COM object of the run is gone with its last release.
         if (s_module->canUnloadNow) {
             EXPECT_EQ(s_module->canUnloadNow(), S_OK);
@@ -822,7 +809,7 @@ protected:
             while (!stop.load()) {
                 const DWORD id = rng() % m_devices.size();
                 const std::uint64_t buttons = rng() % 3 == 0 ? rng() & 0xF : 0;
-                m_api->setInput(id, static_cast<std::int32_t>(rng() % 1024), static_cast<std::int32_t>(rng() % 1024), buttons);
+                s_module->setInput(id, static_cast<std::int32_t>(rng() % 1024), static_cast<std::int32_t>(rng() % 1024), buttons);
                 ++m_counters.inputs;
                 std::this_thread::sleep_for(std::chrono::microseconds(500));
             }
@@ -857,14 +844,13 @@ protected:
     settings_test::DeviceKey m_prazenSettings{static_cast<std::uint32_t>(kVendorId) << 16 |
                                               Product(Model::Prazen).productId};
     OrdinaryPriorityScope m_ordinaryPriority;  // for the devices SetUp begins
-    std::optional<VirtualApi> m_api;
     std::vector<DWORD> m_plugged;
     std::vector<std::unique_ptr<Device>> m_devices;
     Failures m_failures;
     Counters m_counters;
 };
 
-DriverModule* ModuleStressTest::s_module = nullptr;
+DriverModule* ModuleStressTest::s_module = &DriverHost::Module();
 
 TEST_F(ModuleStressTest, GameAndSettingsToolFromManyThreads) {
     const unsigned seed = Seed();

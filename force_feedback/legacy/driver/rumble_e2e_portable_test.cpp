@@ -16,7 +16,6 @@
 // MulDiv(m, 127, 10000) on that axis (5000 -> 64, 10000 -> 127).
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,16 +23,13 @@
 #include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
-#include "force_feedback/legacy/testing/driver_module.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
-#include "force_feedback/legacy/testing/virtual_clock.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 
 namespace {
 
 constexpr std::uint32_t kJoystick = 7;
-constexpr DWORD kDirectInputVersion = 0x0800;
 constexpr unsigned kReportLength = 65;
-constexpr std::uint32_t kPassMs = 8;
+constexpr std::uint32_t kPassMs = DriverHost::kPassMs;
 
 constexpr BYTE kAMotors = 0x51;
 constexpr BYTE kAStop = 0xF3;
@@ -86,11 +82,6 @@ Bytes Start() {
     return r;
 }
 
-struct Sent {
-    std::uint32_t timeMs;
-    Bytes bytes;
-};
-
 // A run of identical reports in a row (the pads re-send unchanged motors).
 struct ReportRun {
     Bytes bytes;
@@ -99,70 +90,34 @@ struct ReportRun {
     unsigned count;
 };
 
-class RumbleEndToEndTest : public ::testing::TestWithParam<PadCase> {
+class RumbleEndToEndTest : public DriverHostTest<::testing::TestWithParam<PadCase>> {
 protected:
-    static void SetUpTestSuite() { s_module = new DriverModule(); }
-    static void TearDownTestSuite() {
-        delete s_module;
-        s_module = nullptr;
-    }
-
     void SetUp() override {
-        ASSERT_TRUE(s_module->Loaded()) << s_module->Error();
-        m_api.emplace(*s_module);
-        ASSERT_TRUE(m_api->Complete());
-        ASSERT_EQ(m_api->useVirtual(50000), FFDRV_VIRTUAL_OK);
-        FfdrvVirtualDevice pad = VirtualWheel(kJoystick);
-        pad.vendorId = kVendorId;
-        pad.productId = Product(GetParam().model).productId;
-        ASSERT_EQ(m_api->plug(&pad), FFDRV_VIRTUAL_OK);
-        m_plugged = true;
-        const int classIndex = DriverClassOf(GetParam().model);
-        ASSERT_GE(classIndex, 0);
-        m_driver = s_module->CreateDriver(classIndex);
-        ASSERT_NE(m_driver, nullptr);
-    }
-    void TearDown() override {
-        if (m_driver) m_driver->Release();
-        if (m_plugged) m_api->unplug(kJoystick);
-        if (m_api) m_api->useReal();
+        ASSERT_NO_FATAL_FAILURE(StartVirtualClock(50000));
+        ASSERT_NO_FATAL_FAILURE(Plug(DeviceOf(GetParam().model, kJoystick)));
+        MakeDriver(DriverClassOf(GetParam().model));
     }
 
-    void Open() { ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK); }
-    void Close() { ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK); }
-    void Advance(std::uint32_t ms) { ASSERT_EQ(m_api->advance(ms), FFDRV_VIRTUAL_OK); }
-    std::uint32_t Now() { return m_api->now(); }
-
-    DWORD Download(EffectBlock& block, DWORD type = kEffectConstant, DWORD flags = kAllParams) {
-        DWORD handle = 0;
-        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, type, &handle, block.Get(), flags), S_OK);
-        return handle;
-    }
     // A constant force of `magnitude` along +X or +Y alone.
     DWORD Constant(LONG magnitude, bool onY, DWORD durationMs = kInfinite) {
         EffectBlock block;
         block.Params(DICONSTANTFORCE{magnitude}).Cartesian({kAxisX, kAxisY}, {onY ? 0 : 1, onY ? 1 : 0});
         block.DurationMs(durationMs);
-        return Download(block);
+        return Download(block, kEffectConstant);
     }
 
-    std::vector<Sent> Reports() {
-        std::vector<Sent> out;
-        const std::int32_t n = m_api->count(kJoystick);
-        for (std::int32_t i = 0; i < n; ++i) {
-            Sent s{0, Bytes(kReportLength, 0xEE)};
-            std::uint32_t kind = 99;
-            const std::int32_t length =
-                m_api->report(kJoystick, static_cast<std::uint32_t>(i), &kind, &s.timeMs, s.bytes.data(), kReportLength);
-            EXPECT_EQ(length, static_cast<std::int32_t>(kReportLength));
-            EXPECT_EQ(kind, static_cast<std::uint32_t>(FFDRV_VIRTUAL_REPORT_OUTPUT));
-            out.push_back(std::move(s));
+    // The pads write only full output reports.
+    std::vector<RecordedReport> Sent() {
+        const auto reports = Reports();
+        for (const RecordedReport& r : reports) {
+            EXPECT_EQ(r.bytes.size(), kReportLength);
+            EXPECT_EQ(r.kind, static_cast<std::uint32_t>(FFDRV_VIRTUAL_REPORT_OUTPUT));
         }
-        return out;
+        return reports;
     }
     std::vector<ReportRun> Runs() {
         std::vector<ReportRun> runs;
-        for (Sent& s : Reports()) {
+        for (RecordedReport& s : Sent()) {
             if (!runs.empty() && runs.back().bytes == s.bytes) {
                 runs.back().lastMs = s.timeMs;
                 ++runs.back().count;
@@ -193,13 +148,7 @@ protected:
         return {Stop(layout)};
     }
 
-    static DriverModule* s_module;
-    std::optional<VirtualApi> m_api;
-    bool m_plugged = false;
-    IDirectInputEffectDriver* m_driver = nullptr;
 };
-
-DriverModule* RumbleEndToEndTest::s_module = nullptr;
 
 TEST_P(RumbleEndToEndTest, SessionDrivesBothMotorsAndStopsThemAtTheEnd) {
     const Layout layout = GetParam().layout;
@@ -239,7 +188,7 @@ TEST_P(RumbleEndToEndTest, SessionDrivesBothMotorsAndStopsThemAtTheEnd) {
 TEST_P(RumbleEndToEndTest, IdlePadRefreshesItsStoppedMotorsEverySixteenPasses) {
     Open();
     Advance(600);
-    const std::vector<Sent> sent = Reports();
+    const std::vector<RecordedReport> sent = Sent();
     const std::size_t opening = OpeningReports().size();
     ASSERT_GE(sent.size(), opening + 3);
     for (std::size_t i = opening; i < sent.size(); ++i) {
@@ -330,16 +279,16 @@ TEST_P(RumbleEndToEndTest, EveryEffectTypeReachesTheMotors) {
         if (c.type == kEffectCustom) block.Params(DICUSTOMFORCE{1, 10000, 2, samples});
         if (c.type >= kEffectSpring && c.type <= kEffectFriction)
             block.Conditions({DICONDITION{0, 10000, 10000, 10000, 10000, 0}});
-        ASSERT_EQ(m_api->clear(kJoystick), FFDRV_VIRTUAL_OK);
+        ClearReports();
         const DWORD handle = Download(block, c.type, kAllParams | DIEP_START);
         ASSERT_NE(handle, 0u);
         Advance(40);
-        const std::vector<Sent> sent = Reports();
+        const std::vector<RecordedReport> sent = Sent();
         ASSERT_FALSE(sent.empty());
         EXPECT_EQ(sent.back().bytes, c.motorA ? Motors(layout, c.motorA, 0) : Stop(layout));
         ASSERT_EQ(m_driver->DestroyEffect(kJoystick, handle), S_OK);
         Advance(40);
-        EXPECT_EQ(Reports().back().bytes, Stop(layout));
+        EXPECT_EQ(Sent().back().bytes, Stop(layout));
     }
     Close();
 }

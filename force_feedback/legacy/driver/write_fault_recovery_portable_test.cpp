@@ -8,23 +8,18 @@
 // survive that.
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/effects/effect_factory.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
-#include "force_feedback/legacy/testing/driver_module.h"
-#include "force_feedback/legacy/testing/virtual_api.h"
-#include "force_feedback/legacy/testing/virtual_clock.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 
 namespace {
 
 constexpr std::uint32_t kJoystick = 9;
-constexpr DWORD kDirectInputVersion = 0x0800;
-constexpr std::uint32_t kPassMs = 8;
+constexpr std::uint32_t kPassMs = DriverHost::kPassMs;
 constexpr DWORD kTriggerButton = 3;
-constexpr std::uint16_t kKarvonaFeatureLength = 2;
 // Long enough for three stalled writes to be given up (one second each).
 constexpr std::uint32_t kFaultMs = 3200;
 // A write stalled when the stall clears is given up up to a second later;
@@ -48,54 +43,16 @@ std::string CaseName(const ::testing::TestParamInfo<FaultCase>& info) {
     return std::string(info.param.name) + info.param.fault;
 }
 
-class WriteFaultRecoveryTest : public ::testing::TestWithParam<FaultCase> {
+class WriteFaultRecoveryTest : public DriverHostTest<::testing::TestWithParam<FaultCase>> {
 protected:
-    static void SetUpTestSuite() { s_module = new DriverModule(); }
-    static void TearDownTestSuite() {
-        delete s_module;
-        s_module = nullptr;
-    }
+    void SetUp() override { OpenModel(GetParam().model, kJoystick, /*classIndex=*/-1, /*clockStartMs=*/60000); }
 
-    void SetUp() override {
-        ASSERT_TRUE(s_module->Loaded()) << s_module->Error();
-        m_api.emplace(*s_module);
-        ASSERT_TRUE(m_api->Complete());
-        ASSERT_EQ(m_api->useVirtual(60000), FFDRV_VIRTUAL_OK);
-        FfdrvVirtualDevice device = VirtualWheel(kJoystick);
-        device.productId = Product(GetParam().model).productId;
-        if (GetParam().model == Model::Karvona) device.featureReportLength = kKarvonaFeatureLength;
-        ASSERT_EQ(m_api->plug(&device), FFDRV_VIRTUAL_OK);
-        m_plugged = true;
-        const int classIndex = DriverClassOf(GetParam().model);
-        ASSERT_GE(classIndex, 0);
-        m_driver = s_module->CreateDriver(classIndex);
-        ASSERT_NE(m_driver, nullptr);
-        ASSERT_EQ(m_driver->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
-        Advance(3 * kPassMs);
-    }
-    void TearDown() override {
-        if (m_driver) m_driver->Release();
-        if (m_plugged) m_api->unplug(kJoystick);
-        if (m_api) m_api->useReal();
-    }
-
-    void Advance(std::uint32_t ms) { ASSERT_EQ(m_api->advance(ms), FFDRV_VIRTUAL_OK); }
-    DWORD Download(EffectBlock& block, DWORD type, DWORD flags) {
-        DWORD handle = 0;
-        EXPECT_EQ(m_driver->DownloadEffect(kJoystick, type, &handle, block.Get(), flags), S_OK);
-        return handle;
-    }
     DWORD Status(DWORD handle) {
         DWORD status = 0xFF;
         EXPECT_EQ(m_driver->GetEffectStatus(kJoystick, handle, &status), S_OK);
         return status;
     }
-    void Press(std::uint64_t buttons) { ASSERT_EQ(m_api->setInput(kJoystick, 512, 512, buttons), FFDRV_VIRTUAL_OK); }
-
-    inline static DriverModule* s_module = nullptr;
-    std::optional<VirtualApi> m_api;
-    bool m_plugged = false;
-    IDirectInputEffectDriver* m_driver = nullptr;
+    void Press(std::uint64_t buttons) { SetInput(512, 512, buttons); }
 };
 
 TEST_P(WriteFaultRecoveryTest, OutputResumesAndTheTriggerStillStartsItsEffect) {
@@ -107,18 +64,18 @@ TEST_P(WriteFaultRecoveryTest, OutputResumesAndTheTriggerStillStartsItsEffect) {
     push.effect.dwTriggerButton = kTriggerButton << 8;
     const DWORD triggered = Download(push, kEffectConstant, kAllParams);
     Advance(100);
-    ASSERT_GT(m_api->count(kJoystick), 0) << "the sine never reached the device";
-    ASSERT_EQ(m_api->pendingIo(kJoystick), kOneRead);
+    ASSERT_GT(m_module.reportCount(kJoystick), 0) << "the sine never reached the device";
+    ASSERT_EQ(m_module.pendingIo(kJoystick), kOneRead);
 
-    ASSERT_EQ(m_api->setWriteMode(kJoystick, GetParam().writeMode), FFDRV_VIRTUAL_OK);
-    ASSERT_EQ(m_api->clear(kJoystick), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(m_module.setWriteMode(kJoystick, GetParam().writeMode), FFDRV_VIRTUAL_OK);
+    ClearReports();
     Advance(kFaultMs);
-    EXPECT_EQ(m_api->count(kJoystick), 0) << "a report got through the fault";
+    EXPECT_EQ(m_module.reportCount(kJoystick), 0) << "a report got through the fault";
 
-    ASSERT_EQ(m_api->setWriteMode(kJoystick, FFDRV_VIRTUAL_WRITE_COMPLETE), FFDRV_VIRTUAL_OK);
+    ASSERT_EQ(m_module.setWriteMode(kJoystick, FFDRV_VIRTUAL_WRITE_COMPLETE), FFDRV_VIRTUAL_OK);
     Advance(kRecoveryMs);
-    EXPECT_GE(m_api->count(kJoystick), kReportsAfterRecovery) << "output did not resume";
-    EXPECT_EQ(m_api->pendingIo(kJoystick), kOneRead) << "no input read is outstanding";
+    EXPECT_GE(m_module.reportCount(kJoystick), kReportsAfterRecovery) << "output did not resume";
+    EXPECT_EQ(m_module.pendingIo(kJoystick), kOneRead) << "no input read is outstanding";
 
     ASSERT_EQ(Status(triggered), 0u);
     Press(1u << kTriggerButton);

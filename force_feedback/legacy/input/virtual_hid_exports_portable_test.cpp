@@ -2,26 +2,22 @@
 // beside the COM entry points, acting on the library's own devices and clock.
 #include <gtest/gtest.h>
 
-#include "force_feedback/legacy/testing/driver_module.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
+#include "tools/module_host/driver_module.h"
 
 namespace {
-template <typename Fn>
-Fn Export(const DriverModule& module, const char* name) {
-    return reinterpret_cast<Fn>(module.Symbol(name));
-}
 
 TEST(VirtualHidExportsTest, HostPlugsADeviceAndReadsItsClockThroughTheLibrary) {
     DriverModule module;
     ASSERT_TRUE(module.Loaded()) << module.Error();
-    auto plug = Export<decltype(&FfdrvVirtualPlug)>(module, "FfdrvVirtualPlug");
-    auto unplug = Export<decltype(&FfdrvVirtualUnplug)>(module, "FfdrvVirtualUnplug");
-    auto count = Export<decltype(&FfdrvVirtualReportCount)>(module, "FfdrvVirtualReportCount");
-    auto useVirtual = Export<decltype(&FfdrvVirtualClockUseVirtual)>(module, "FfdrvVirtualClockUseVirtual");
-    auto useReal = Export<decltype(&FfdrvVirtualClockUseReal)>(module, "FfdrvVirtualClockUseReal");
-    auto advance = Export<decltype(&FfdrvVirtualClockAdvance)>(module, "FfdrvVirtualClockAdvance");
-    auto now = Export<decltype(&FfdrvVirtualClockNow)>(module, "FfdrvVirtualClockNow");
-    ASSERT_TRUE(plug && unplug && count && useVirtual && useReal && advance && now);
+    ASSERT_TRUE(module.HasVirtualDevices());
+    const auto plug = module.plug;
+    const auto unplug = module.unplug;
+    const auto count = module.reportCount;
+    const auto useVirtual = module.useVirtual;
+    const auto useReal = module.useReal;
+    const auto advance = module.advance;
+    const auto now = module.now;
 
     const FfdrvVirtualDevice wheel = VirtualWheel(4);
     ASSERT_EQ(plug(&wheel), FFDRV_VIRTUAL_OK);
