@@ -15,7 +15,7 @@
 
 #include "devio/Source/Virtual/virtual_rap_api.h"
 #include "devio/manager/rap_functions.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/testing/driver_module.h"
 #include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"

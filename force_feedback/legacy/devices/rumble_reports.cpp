@@ -13,7 +13,7 @@ BYTE MotorOf(LONG force) { return static_cast<BYTE>(std::abs(force) * kMotorPerF
 
 }  // namespace
 
-RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
+RumbleLayout RumbleLayoutOf(const ModelRow& row) {
     switch (row.layout) {
         case ReportLayout::RumbleA: return RumbleLayout::A;
         case ReportLayout::RumbleB: return RumbleLayout::B;

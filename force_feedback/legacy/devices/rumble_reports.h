@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/devices/wheel_reports.h"
 
 namespace rumble {
@@ -40,7 +40,7 @@ inline constexpr unsigned kBMotorBAt = 4;
 enum class RumbleLayout : std::uint8_t { None, A, B };
 
 // The layout of a family row; None for a non-rumble row.
-RumbleLayout RumbleLayoutOf(const FamilyRow& row);
+RumbleLayout RumbleLayoutOf(const ModelRow& row);
 
 struct MotorPair {
     BYTE a;

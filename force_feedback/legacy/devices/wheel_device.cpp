@@ -30,7 +30,7 @@ DWORD TimedNow(platform::SimTimerGuard& guard) {
 
 }  // namespace
 
-CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
+CVWheelDevice::CVWheelDevice(Model model) : m_row(Product(model)) {
     BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
 }
 
@@ -42,7 +42,7 @@ EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
     // The damper class follows the wheel that is plugged in, as its HID
     // attributes name it, not the class the driver made.
-    const FamilyRow* plugged = m_input ? FamilyByProductId(m_input->GetProductId()) : nullptr;
+    const ModelRow* plugged = m_input ? ModelByProductId(m_input->GetProductId()) : nullptr;
     if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel) return EffectFamilyOf(*plugged);
     return EffectFamily::kHiResWheel;
 }

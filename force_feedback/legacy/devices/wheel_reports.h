@@ -9,7 +9,7 @@
 #include <initializer_list>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/model_table.h"
 
 namespace wheel {
 

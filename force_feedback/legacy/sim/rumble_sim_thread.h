@@ -4,7 +4,7 @@
 //
 // Role: CRumbleSimThread is the family's pass; it formats nothing itself
 // (its builders answer false, so a bare family device computes motors but
-// never writes). Each model's class only names its layout row.
+// never writes). Each model's class only names its row, for the layout.
 // Owner: the rumble device (created in Open, ended and deleted in Close or
 // the destructor). Calling threads: Begin/Pause/Resume/End from application
 // threads; the pass, the builders and the motor memory on the thread only.
@@ -12,7 +12,6 @@
 // write.
 #pragma once
 
-#include "force_feedback/legacy/devices/family_table.h"
 #include "force_feedback/legacy/devices/rumble_reports.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 
@@ -52,7 +51,7 @@ private:
     class C##Codename##RumbleSimThread final : public CRumbleSimThread {                           \
     public:                                                                                        \
         explicit C##Codename##RumbleSimThread(CVDevice* device)                                    \
-            : CRumbleSimThread(device, RumbleLayoutOf(FamilyOf(Model::Codename))) {}               \
+            : CRumbleSimThread(device, RumbleLayoutOf(Product(Model::Codename))) {}               \
     }
 
 FFDRV_RUMBLE_SIM_THREAD(Zorvel);

@@ -15,7 +15,7 @@
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/driver/joy_force_api.h"
 #include "force_feedback/legacy/effects/effect_test_support.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/testing/driver_module.h"
 #include "force_feedback/legacy/testing/virtual_api.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
