@@ -6,8 +6,11 @@
 // A leaf: it includes nothing of the driver, so every layer from settings/
 // up (and the tools) can read it.
 //
-// Adding a model: one enumerator in Model and one row in kModels, at the
-// same position; then its device class in its family's header.
+// Adding a model: one enumerator in Model and one row at the same position
+// in kModels (the next CLSID; the legacy wheel stays the last class), then
+// one line in its family's header naming its device class (FFDRV_WHEEL_MODEL
+// and the like). The names of its driver, factory and settings classes are
+// one alias each beside their templates; nothing needs them to work.
 #pragma once
 
 #include <array>
@@ -21,7 +24,6 @@ enum class Model : std::uint8_t {
     Oskra, Dastrin, Tollund, Tavrin, Drovik, Lumisk, Quintar, Ravik, Zorvel,
     Vesk, Brennick, Pelvar, Ferolla, Corrin, Wendlow, Prazen, Karvona,
 };
-constexpr int kModelCount = 17;
 
 enum class Family : std::uint8_t { Wheel, Joystick, Rumble };
 
@@ -128,7 +130,7 @@ constexpr std::uint16_t Oem(int entry) { return static_cast<std::uint16_t>(1u <<
 // The Oskra row is the Nimbal class: its driver runs the Oskra device under
 // the Nimbal name (intentional, keep). Wendlow stands twice in the OEM fix-up
 // list, seventh and eleventh (intentional, keep).
-constexpr std::array<ModelRow, kModelCount> kModels = [] {
+constexpr auto kModels = [] {
     // Block-scope names, so nothing an includer declares can collide.
     using model_table_detail::Force;
     using model_table_detail::Oem;
@@ -137,7 +139,7 @@ constexpr std::array<ModelRow, kModelCount> kModels = [] {
     using DF = DeviceFamily;
     using L = ReportLayout;
     using S = InputStatusRule;
-    return std::array<ModelRow, kModelCount>{{
+    return std::to_array<ModelRow>({
         {M::Oskra, "Oskra", ModelClassGuid(0x00), "CCFSVNimbalForce", L"Nimbal Joystick", false, 0xA202,
          DF::LowResJoystick, L::JoystickForce, S::None, false, false,
          Force(9000, {0, 4, 5, 0, 100, 101}, 0, 0, 255, /*percentageFirst=*/true), Oem(9)},
@@ -176,8 +178,10 @@ constexpr std::array<ModelRow, kModelCount> kModels = [] {
         {M::Karvona, "Karvona", ModelClassGuid(0x10), "CCFSVKarvona", L"Karvona Joystick", true, 0xA204,
          DF::KarvonaStyleJoystick, L::KarvonaWords, S::None, false, false,
          Force(10000, {0, 6, 15, 0, 180, 255}, /*reportId=*/2), Oem(11)},
-    }};
+    });
 }();
+
+constexpr int kModelCount = static_cast<int>(kModels.size());
 
 constexpr const ModelRow& Product(Model m) { return kModels[static_cast<std::size_t>(m)]; }
 constexpr const char* CodenameOf(Model m) { return Product(m).codename; }
@@ -196,8 +200,6 @@ constexpr Family FamilyKind(DeviceFamily family) {
     }
     return Family::Rumble;
 }
-
-constexpr bool IsWheel(const ModelRow& row) { return FamilyKind(row.family) == Family::Wheel; }
 
 // The row of the model with this product ID, or null for a foreign device.
 constexpr const ModelRow* ModelByProductId(std::uint16_t productId) {
