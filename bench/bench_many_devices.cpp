@@ -54,7 +54,7 @@ constexpr Model kMix[] = {Model::Dastrin, Model::Ferolla, Model::Zorvel, Model::
                           Model::Tavrin,  Model::Vesk,    Model::Pelvar, Model::Oskra};
 
 const char* FamilyLetter(Model m) {
-    switch (Product(m).family) {
+    switch (FamilyKind(Product(m).family)) {
         case Family::Wheel: return "wheel";
         case Family::Joystick: return "stick";
         case Family::Rumble: return "pad";

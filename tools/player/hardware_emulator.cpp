@@ -56,21 +56,6 @@ constexpr double kByteMax = 255;
 constexpr double kPositionScale = 65535;
 constexpr std::uint8_t kCentre = 0x80;
 
-struct FamilyRow {
-    Model model;
-    EmulatedFamily family;
-};
-constexpr FamilyRow kFamilies[] = {
-    {Model::Quintar, EmulatedFamily::kHiResWheel},     {Model::Pelvar, EmulatedFamily::kHiResWheel},
-    {Model::Dastrin, EmulatedFamily::kLowResWheel},    {Model::Drovik, EmulatedFamily::kHiResWheel},
-    {Model::Ravik, EmulatedFamily::kLowResWheel},      {Model::Corrin, EmulatedFamily::kHiResWheel},
-    {Model::Wendlow, EmulatedFamily::kHiResWheel},     {Model::Prazen, EmulatedFamily::kHiResWheel},
-    {Model::Ferolla, EmulatedFamily::kHiResJoystick},  {Model::Oskra, EmulatedFamily::kLowResJoystick},
-    {Model::Tavrin, EmulatedFamily::kHiResJoystick},   {Model::Karvona, EmulatedFamily::kKarvona},
-    {Model::Zorvel, EmulatedFamily::kRumbleA},         {Model::Brennick, EmulatedFamily::kRumbleA},
-    {Model::Tollund, EmulatedFamily::kRumbleA},        {Model::Vesk, EmulatedFamily::kRumbleB},
-    {Model::Lumisk, EmulatedFamily::kRumbleB},
-};
 
 std::string Format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 std::string Format(const char* fmt, ...) {
@@ -111,9 +96,16 @@ const char* KarvonaModeName(std::uint8_t mode) {
 }  // namespace
 
 EmulatedFamily FamilyOf(Model model) {
-    for (const FamilyRow& row : kFamilies)
-        if (row.model == model) return row.family;
-    return EmulatedFamily::kHiResWheel;
+    const ModelRow& row = Product(model);
+    switch (row.family) {
+        case DeviceFamily::HiResWheel: return EmulatedFamily::kHiResWheel;
+        case DeviceFamily::LowResWheel: return EmulatedFamily::kLowResWheel;
+        case DeviceFamily::HiResJoystick: return EmulatedFamily::kHiResJoystick;
+        case DeviceFamily::LowResJoystick: return EmulatedFamily::kLowResJoystick;
+        case DeviceFamily::KarvonaStyleJoystick: return EmulatedFamily::kKarvona;
+        case DeviceFamily::Rumble: break;
+    }
+    return row.layout == ReportLayout::RumbleB ? EmulatedFamily::kRumbleB : EmulatedFamily::kRumbleA;
 }
 
 const char* FamilyName(EmulatedFamily family) {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 namespace ffplay {
 

@@ -173,12 +173,12 @@ void Parser::Device(const std::vector<std::string>& w) {
     Expect(w, 2, 4, "device MODEL [joystick ID]");
     if (m_haveDevice) throw LineError{"the device is already given"};
     const std::string wanted = Lower(w[1]);
-    const ProductInfo* found = nullptr;
-    for (const ProductInfo& p : kProducts)
+    const ModelRow* found = nullptr;
+    for (const ModelRow& p : kModels)
         if (Lower(p.codename) == wanted) found = &p;
     if (found == nullptr) {
         std::string known;
-        for (const ProductInfo& p : kProducts) known += std::string(known.empty() ? "" : ", ") + p.codename;
+        for (const ModelRow& p : kModels) known += std::string(known.empty() ? "" : ", ") + p.codename;
         throw LineError{"unknown device model '" + w[1] + "' (known: " + known + ")"};
     }
     m_result.scenario.model = found->model;

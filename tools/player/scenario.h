@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "tools/player/raw_forms.h"
 
 namespace ffplay {

@@ -56,19 +56,6 @@ DIEFFECTATTRIBUTES AttributesOf(DWORD typeIndex, DWORD features) {
     return {typeIndex, features, kBaseStaticParams | envelope, kBaseDynamicParams | envelope, kCoordinates};
 }
 
-// The class whose driver creates the model's device class: the model's own
-// driver where there is one, else any other driver of that device class.
-int ServingClass(Model model) {
-    int fallback = -1;
-    for (int i = 0; i < kClassCount; ++i) {
-        const ClassRow& row = kClassTable[i];
-        if (row.kind == ClassKind::JoyForceApi || row.device != model) continue;
-        if (row.kind == ClassKind::ModelDriver) return i;
-        if (fallback < 0) fallback = i;
-    }
-    return fallback;
-}
-
 void PutWord(std::vector<std::uint8_t>& out, DWORD word) {
     for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<std::uint8_t>(word >> shift));
 }
@@ -82,15 +69,14 @@ RegValue Binary(const wchar_t* name, std::vector<std::uint8_t> bytes) {
 
 std::vector<OemRecord> BuildOemRecords() {
     std::vector<OemRecord> records;
-    for (const ProductInfo& product : kProducts) {
-        const int classIndex = ServingClass(product.model);
-        if (classIndex < 0) continue;  // no driver makes its device: nothing to offer DirectInput
+    for (const ModelRow& product : kModels) {
+        const int classIndex = DriverClassOf(product.model);
         wchar_t key[32];
         std::swprintf(key, 32, L"VID_%04X&PID_%04X", static_cast<unsigned>(kVendorId),
                       static_cast<unsigned>(product.productId));
-        OemRecord record{product.model, classIndex, key, kMarketingNames[classIndex],
+        OemRecord record{product.model, classIndex, key, product.marketingName,
                          {0, kSamplePeriodUs, kMinTimeResolutionUs}, {}};
-        const EffectFamily family = EffectFamilyOf(FamilyOf(product.model));
+        const EffectFamily family = EffectFamilyOf(product);
         for (const EffectType& type : kEffectTypes) {
             const DWORD features = EffectFeatures(family, type.typeIndex);
             if (features == 0) continue;  // the device refuses this type

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 namespace setup {
 
@@ -34,7 +34,7 @@ struct OemRecord {
     std::vector<EffectRecord> effects;  // in effect type index order
 };
 
-// One record per product of kProducts, in that order.
+// One record per row of the model table, in its order.
 std::vector<OemRecord> BuildOemRecords();
 
 // What DirectInput reads: one registry key and its values, with the path

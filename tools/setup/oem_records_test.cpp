@@ -38,10 +38,10 @@ constexpr DWORD kForceBits = DIEFT_FFATTACK | DIEFT_FFFADE | DIEFT_STARTDELAY;
 
 TEST(OemRecords, OneRecordPerProductUnderItsOwnIds) {
     const auto records = BuildOemRecords();
-    ASSERT_EQ(records.size(), kProducts.size());
+    ASSERT_EQ(records.size(), kModels.size());
     std::set<std::wstring> keys;
     for (std::size_t i = 0; i < records.size(); ++i) {
-        EXPECT_EQ(records[i].model, kProducts[i].model);
+        EXPECT_EQ(records[i].model, kModels[i].model);
         keys.insert(records[i].keyName);
     }
     EXPECT_EQ(keys.size(), records.size());
@@ -56,7 +56,7 @@ TEST(OemRecords, EachProductNamesTheClassWhoseDriverMakesItsDevice) {
         const ClassRow& row = kClassTable[r.classIndex];
         EXPECT_NE(row.kind, ClassKind::JoyForceApi);
         EXPECT_EQ(row.device, r.model);
-        EXPECT_EQ(r.oemName, kMarketingNames[r.classIndex]);
+        EXPECT_EQ(r.oemName, Product(r.model).marketingName);
     }
     // The Oskra stick has no class of its own: the Nimbal driver makes its device.
     EXPECT_EQ(RecordOf(records, Model::Oskra).classIndex, 1);

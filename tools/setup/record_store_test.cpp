@@ -77,7 +77,7 @@ TEST_F(RecordStore, UninstallLeavesOtherMakersAndTheSystemsOwnValues) {
     PutText(other, L"OEMName", L"Other maker wheel");
     PutText(other + L"\\OEMForceFeedback", L"CLSID", L"{00000000-0000-0000-0000-000000000001}");
     // The system's own flags in one of our products' keys, there before install.
-    const std::wstring pelvar = m_records[1].keyName;
+    const std::wstring pelvar = m_records[static_cast<std::size_t>(Model::Pelvar)].keyName;
     PutValue(pelvar, L"OEMData", 0x40);
 
     ASSERT_TRUE(Write().Ok());
@@ -111,7 +111,8 @@ TEST_F(RecordStore, AnOemNameSomeoneElseChangedSurvivesUninstall) {
 
 TEST_F(RecordStore, StatusNamesWhatIsMissingDifferentOrExtra) {
     ASSERT_TRUE(Write().Ok());
-    const OemRecord& zorvel = m_records[12];
+    const std::size_t index = static_cast<std::size_t>(Model::Zorvel);
+    const OemRecord& zorvel = m_records[index];
     ASSERT_EQ(zorvel.model, Model::Zorvel);
     const std::wstring effects = ForceFeedbackPath(zorvel) + L"\\Effects\\";
     reg::Key key = nullptr;
@@ -123,7 +124,7 @@ TEST_F(RecordStore, StatusNamesWhatIsMissingDifferentOrExtra) {
     PutValue(effects + L"{13541C28-8E33-11D0-9AD0-00A0C9A06E35}", L"Attributes", 8);  // damper: wrong bytes
     PutValue(effects + L"{ABCDEF00-0000-0000-0000-000000000000}", L"Attributes", 1);  // not ours
 
-    const RecordCheck check = Check()[12];
+    const RecordCheck check = Check()[index];
     EXPECT_FALSE(check.Complete());
     EXPECT_FALSE(check.Absent());
     ASSERT_EQ(check.missing.size(), 1u);  // the key, not its values one by one
@@ -132,14 +133,14 @@ TEST_F(RecordStore, StatusNamesWhatIsMissingDifferentOrExtra) {
     EXPECT_EQ(check.differs[0], L"OEMForceFeedback\\Effects\\{13541C28-8E33-11D0-9AD0-00A0C9A06E35}: Attributes");
     EXPECT_EQ(check.extra.size(), 1u);
     for (std::size_t i = 0; i < m_records.size(); ++i) {
-        if (i != 12) {
+        if (i != index) {
             EXPECT_TRUE(Check()[i].Complete());
         }
     }
 
     // Install puts the record back exactly, the stranger included.
     ASSERT_TRUE(Write().Ok());
-    EXPECT_TRUE(Check()[12].Complete());
+    EXPECT_TRUE(Check()[index].Complete());
     EXPECT_FALSE(KeyExists(effects + L"{ABCDEF00-0000-0000-0000-000000000000}"));
 }
 

@@ -17,6 +17,7 @@
 
 #include "devio/Source/Virtual/virtual_rap_api.h"
 #include "devio/manager/rap_functions.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/testing/driver_host.h"
 
 namespace {

@@ -1,6 +1,8 @@
 #include "force_feedback/legacy/com/class_factory.h"
 
+#include <array>
 #include <new>
+#include <utility>
 
 #include "force_feedback/legacy/com/class_table.h"
 #include "force_feedback/legacy/module_count.h"
@@ -64,47 +66,54 @@ HRESULT CCFSVJoyForceAPI::CreateInstance(IUnknown* pUnkOuter, REFIID riid, void*
 }
 
 namespace {
-// One factory class per model row; they differ only in the driver they make.
+// One factory class per class-table row; they differ only in the driver they
+// make.
 template <typename Driver>
-class CModelClassFactory final : public CFFServerClassFactory {
+class CDriverClassFactory final : public CFFServerClassFactory {
 public:
     CFFDrv* CreateDriver() override { return new (std::nothrow) Driver(); }
 };
-}  // namespace
 
-using CCFSVNimbalForce = CModelClassFactory<CFFDrvSVNimbal>;
-using CCFSVDastrin = CModelClassFactory<CFFDrvSVDastrin>;
-using CCFSVTollund = CModelClassFactory<CFFDrvSVTollund>;
-using CCFSVTavrin = CModelClassFactory<CFFDrvSVTavrin>;
-using CCFSVDrovik = CModelClassFactory<CFFDrvSVDrovik>;
-using CCFSVLumisk = CModelClassFactory<CFFDrvSVLumisk>;
-using CCFSVQuintar = CModelClassFactory<CFFDrvSVQuintar>;
-using CCFSVRavik = CModelClassFactory<CFFDrvSVRavik>;
-using CCFSVZorvel = CModelClassFactory<CFFDrvSVZorvel>;
-using CCFSVVesk = CModelClassFactory<CFFDrvSVVesk>;
-using CCFSVBrennick = CModelClassFactory<CFFDrvSVBrennick>;
-using CCFSVPelvar = CModelClassFactory<CFFDrvSVPelvar>;
-using CCFSVFerolla = CModelClassFactory<CFFDrvSVFerolla>;
-using CCFSVCorrin = CModelClassFactory<CFFDrvSVCorrin>;
-using CCFSVWendlow = CModelClassFactory<CFFDrvSVWendlow>;
-using CCFSVPrazen = CModelClassFactory<CFFDrvSVPrazen>;
-using CCFSVKarvona = CModelClassFactory<CFFDrvSVKarvona>;
-using CCFWLegacyWheel = CModelClassFactory<CFFDrvLegacyWheel>;
+template <Model M>
+using CCFSV = CDriverClassFactory<CFFDrvSV<M>>;
 
-namespace {
 template <typename Factory>
 CServerClassFactory* Make() {
     return new (std::nothrow) Factory();
 }
 
-// Parallel to kClassTable.
-constexpr CServerClassFactory* (*kFactoryMakers[kClassCount])() = {
-    Make<CCFSVJoyForceAPI>, Make<CCFSVNimbalForce>, Make<CCFSVDastrin>, Make<CCFSVTollund>, Make<CCFSVTavrin>,
-    Make<CCFSVDrovik>,      Make<CCFSVLumisk>,      Make<CCFSVQuintar>, Make<CCFSVRavik>,   Make<CCFSVZorvel>,
-    Make<CCFSVVesk>,        Make<CCFSVBrennick>,    Make<CCFSVPelvar>,  Make<CCFSVFerolla>, Make<CCFSVCorrin>,
-    Make<CCFSVWendlow>,     Make<CCFSVPrazen>,      Make<CCFSVKarvona>, Make<CCFWLegacyWheel>,
-};
+using FactoryMaker = CServerClassFactory* (*)();
+
+// Class-table order: the settings interface, each model row's own factory,
+// the legacy wheel.
+template <std::size_t... I>
+constexpr std::array<FactoryMaker, kClassCount> FactoryMakers(std::index_sequence<I...>) {
+    return {Make<CCFSVJoyForceAPI>, Make<CCFSV<static_cast<Model>(I)>>..., Make<CDriverClassFactory<CFFDrvLegacyWheel>>};
+}
+
+constexpr std::array<FactoryMaker, kClassCount> kFactoryMakers =
+    FactoryMakers(std::make_index_sequence<kModelCount>{});
 }  // namespace
+
+// The factories' names, as the class table lists them.
+using CCFSVNimbalForce = CCFSV<Model::Oskra>;
+using CCFSVDastrin = CCFSV<Model::Dastrin>;
+using CCFSVTollund = CCFSV<Model::Tollund>;
+using CCFSVTavrin = CCFSV<Model::Tavrin>;
+using CCFSVDrovik = CCFSV<Model::Drovik>;
+using CCFSVLumisk = CCFSV<Model::Lumisk>;
+using CCFSVQuintar = CCFSV<Model::Quintar>;
+using CCFSVRavik = CCFSV<Model::Ravik>;
+using CCFSVZorvel = CCFSV<Model::Zorvel>;
+using CCFSVVesk = CCFSV<Model::Vesk>;
+using CCFSVBrennick = CCFSV<Model::Brennick>;
+using CCFSVPelvar = CCFSV<Model::Pelvar>;
+using CCFSVFerolla = CCFSV<Model::Ferolla>;
+using CCFSVCorrin = CCFSV<Model::Corrin>;
+using CCFSVWendlow = CCFSV<Model::Wendlow>;
+using CCFSVPrazen = CCFSV<Model::Prazen>;
+using CCFSVKarvona = CCFSV<Model::Karvona>;
+using CCFWLegacyWheel = CDriverClassFactory<CFFDrvLegacyWheel>;
 
 CServerClassFactory* NewClassFactory(int classIndex) {
     if (classIndex < 0 || classIndex >= kClassCount) return nullptr;

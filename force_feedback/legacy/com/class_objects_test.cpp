@@ -164,12 +164,4 @@ TEST_F(ClassObjects, JoyForceApiFactoryMakesTheSettingsInterface) {
     EXPECT_EQ(api->Release(), 0u);
 }
 
-TEST(ClassTable, ModelClsidsCountUpFromTheBase) {
-    for (int index = 1; index <= 17; ++index) {
-        EXPECT_EQ(kClassTable[index].clsid.Data1, 0x920B2600u + static_cast<DWORD>(index - 1));
-        EXPECT_EQ(kClassTable[index].clsid.Data4[7], 0x53);
-    }
-    EXPECT_EQ(IID_ISVJoyForceAPI.Data1, kClassTable[kJoyForceApiIndex].clsid.Data1 + 1);
-}
-
 }  // namespace

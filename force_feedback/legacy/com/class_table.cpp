@@ -2,14 +2,9 @@
 
 std::wstring FriendlyName(int classIndex) {
     const std::wstring maker = kMakerName;
-    switch (classIndex) {
-    case kJoyForceApiIndex:
-        return maker + L" Skyvane Force API DLL";
-    case kLegacyWheelIndex:
-        return maker + L" Legacy FF DLL";
-    case kKarvonaIndex:
-        return maker + L" " + maker + L" " + kMarketingNames[classIndex] + L" FF DLL";
-    default:
-        return maker + L" " + kMarketingNames[classIndex] + L" FF DLL";
-    }
+    if (classIndex == kJoyForceApiIndex) return maker + L" Skyvane Force API DLL";
+    if (classIndex == kLegacyWheelIndex) return maker + L" Legacy FF DLL";
+    const ModelRow& row = Product(kClassTable[classIndex].device);
+    const std::wstring prefix = row.makerTwiceInFriendlyName ? maker + L" " + maker : maker;
+    return prefix + L" " + row.marketingName + L" FF DLL";
 }

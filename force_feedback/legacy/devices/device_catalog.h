@@ -3,7 +3,7 @@
 #pragma once
 
 #include "force_feedback/legacy/devices/virtual_device.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 // A new, unopened device of the model's class, or null when it cannot be
 // made (allocation failure, or a model whose device class is not built in).

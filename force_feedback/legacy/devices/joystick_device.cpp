@@ -43,15 +43,3 @@ HRESULT CVHiResJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
 HRESULT CVLowResJoystickDevice::ApplyCenteringSettings(DWORD strength, DWORD) {
     return ApplyCenteringWith(kLowResJoystickCentering, strength);
 }
-
-CVFerollaJoystickDevice::CVFerollaJoystickDevice() {
-    BindSettings(CreateModelGlobalData(Model::Ferolla), ModelDeviceId(Model::Ferolla));
-}
-
-CVTavrinJoystickDevice::CVTavrinJoystickDevice() {
-    BindSettings(CreateModelGlobalData(Model::Tavrin), ModelDeviceId(Model::Tavrin));
-}
-
-CVOskraJoystickDevice::CVOskraJoystickDevice() {
-    BindSettings(CreateModelGlobalData(Model::Oskra), ModelDeviceId(Model::Oskra));
-}

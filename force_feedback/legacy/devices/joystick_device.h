@@ -4,11 +4,13 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/devices/wheel_centering.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/devices/model_device.h"
+#include "force_feedback/legacy/settings/model_global_data.h"
 #include "force_feedback/legacy/sim/joystick_sim_thread.h"
 
 // Role: the joystick family's device: runs the joystick simulation thread,
@@ -57,19 +59,24 @@ protected:
     CVLowResJoystickDevice() : CVJoystickDevice(EffectFamily::kLowResJoystick) {}
 };
 
+// The resolution class the model's row names.
+template <Model M>
+using JoystickBaseOf = std::conditional_t<Product(M).family == DeviceFamily::LowResJoystick, CVLowResJoystickDevice,
+                                          CVHiResJoystickDevice>;
+
 // The models differ only in the settings they bind.
-class CVFerollaJoystickDevice : public CVHiResJoystickDevice {
-public:
-    CVFerollaJoystickDevice();
-    ~CVFerollaJoystickDevice() override { EndActivity(); }
-};
-class CVTavrinJoystickDevice : public CVHiResJoystickDevice {
-public:
-    CVTavrinJoystickDevice();
-    ~CVTavrinJoystickDevice() override { EndActivity(); }
-};
-class CVOskraJoystickDevice : public CVLowResJoystickDevice {
-public:
-    CVOskraJoystickDevice();
-    ~CVOskraJoystickDevice() override { EndActivity(); }
-};
+#define FFDRV_JOYSTICK_MODEL(Codename)                                                             \
+    class CV##Codename##JoystickDevice : public JoystickBaseOf<Model::Codename> {                  \
+    public:                                                                                        \
+        CV##Codename##JoystickDevice() {                                                          \
+            BindSettings(CreateModelGlobalData(Model::Codename), ModelDeviceId(Model::Codename));  \
+        }                                                                                          \
+        ~CV##Codename##JoystickDevice() override { EndActivity(); }                                \
+    };                                                                                             \
+    FFDRV_MODEL_DEVICE(Codename, CV##Codename##JoystickDevice)
+
+FFDRV_JOYSTICK_MODEL(Ferolla);
+FFDRV_JOYSTICK_MODEL(Tavrin);
+FFDRV_JOYSTICK_MODEL(Oskra);
+
+#undef FFDRV_JOYSTICK_MODEL

@@ -7,6 +7,7 @@
 #include <array>
 #include <memory>
 
+#include "force_feedback/legacy/devices/model_device.h"
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/sim/karvona_sim_thread.h"
@@ -64,3 +65,4 @@ public:
     CVKarvonaJoystickDevice();
     ~CVKarvonaJoystickDevice() override { EndActivity(); }
 };
+FFDRV_MODEL_DEVICE(Karvona, CVKarvonaJoystickDevice);

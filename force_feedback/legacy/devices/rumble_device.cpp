@@ -7,7 +7,7 @@
 #include "force_feedback/legacy/settings/setting_fields.h"
 
 namespace {
-RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
+RumbleLayout RumbleLayoutOf(const ModelRow& row) {
     switch (row.layout) {
         case ReportLayout::RumbleA: return RumbleLayout::A;
         case ReportLayout::RumbleB: return RumbleLayout::B;
@@ -16,7 +16,7 @@ RumbleLayout RumbleLayoutOf(const FamilyRow& row) {
 }
 }  // namespace
 
-CVRumbleDevice::CVRumbleDevice(Model model) : m_layout(RumbleLayoutOf(FamilyOf(model))) {
+CVRumbleDevice::CVRumbleDevice(Model model) : m_layout(RumbleLayoutOf(Product(model))) {
     BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
 }
 

@@ -14,7 +14,7 @@
 
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/devices/model_device.h"
 #include "force_feedback/legacy/sim/rumble_sim_thread.h"
 
 class CVRumbleDevice : public CVSimThreadDevice<CRumbleSimThread> {
@@ -63,7 +63,8 @@ private:
         std::unique_ptr<CRumbleSimThread> NewSimThread() override {                                \
             return std::make_unique<C##Codename##RumbleSimThread>(*this, Layout());                \
         }                                                                                          \
-    }
+    };                                                                                             \
+    FFDRV_MODEL_DEVICE(Codename, CV##Codename##RumbleDevice)
 
 FFDRV_RUMBLE_DEVICE(Zorvel);
 FFDRV_RUMBLE_DEVICE(Brennick);

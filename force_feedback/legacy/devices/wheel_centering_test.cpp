@@ -115,12 +115,12 @@ TEST_F(PlanCenteringTest, HighResolutionJoystickWithActuatorsOffUsesF4) {
 }
 
 TEST(CenteringProtocolTest, OnlyWheelLikeFamiliesHaveACenteringCommand) {
-    EXPECT_EQ(0x14, CenteringProtocolOf(FamilyOf(Model::Quintar).family)->onCommand);
-    EXPECT_EQ(0x03, CenteringProtocolOf(FamilyOf(Model::Ravik).family)->selector);
-    EXPECT_EQ(0xF4, CenteringProtocolOf(FamilyOf(Model::Tavrin).family)->onCommand);
-    EXPECT_TRUE(CenteringProtocolOf(FamilyOf(Model::Oskra).family)->swapFiveSix);
-    EXPECT_EQ(nullptr, CenteringProtocolOf(FamilyOf(Model::Karvona).family));
-    EXPECT_EQ(nullptr, CenteringProtocolOf(FamilyOf(Model::Vesk).family));
+    EXPECT_EQ(0x14, CenteringProtocolOf(Product(Model::Quintar).family)->onCommand);
+    EXPECT_EQ(0x03, CenteringProtocolOf(Product(Model::Ravik).family)->selector);
+    EXPECT_EQ(0xF4, CenteringProtocolOf(Product(Model::Tavrin).family)->onCommand);
+    EXPECT_TRUE(CenteringProtocolOf(Product(Model::Oskra).family)->swapFiveSix);
+    EXPECT_EQ(nullptr, CenteringProtocolOf(Product(Model::Karvona).family));
+    EXPECT_EQ(nullptr, CenteringProtocolOf(Product(Model::Vesk).family));
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ float AsFloat(DWORD bits) {
 
 }  // namespace
 
-CVWheelDevice::CVWheelDevice(Model model) : m_row(FamilyOf(model)) {
+CVWheelDevice::CVWheelDevice(Model model) : m_row(Product(model)) {
     BindSettings(CreateModelGlobalData(model), ModelDeviceId(model));
 }
 
@@ -37,7 +37,7 @@ EffectFamily CVWheelDevice::EffectFamilyOfDevice() const {
     if (m_row.family == DeviceFamily::LowResWheel) return EffectFamily::kLowResWheel;
     // The damper class follows the wheel that is plugged in, as its HID
     // attributes name it, not the class the driver made.
-    const FamilyRow* plugged = Input() ? FamilyByProductId(Input()->GetProductId()) : nullptr;
+    const ModelRow* plugged = Input() ? ModelByProductId(Input()->GetProductId()) : nullptr;
     if (plugged != nullptr && plugged->family == DeviceFamily::HiResWheel) return EffectFamilyOf(*plugged);
     return EffectFamily::kHiResWheel;
 }

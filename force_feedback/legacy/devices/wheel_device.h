@@ -1,8 +1,8 @@
 // The wheel family: the legacy wheel command set on top of CVDevice. The
 // family class owns the wheel simulation thread and the settings operations
 // of the legacy settings interface; the two resolution classes differ in the
-// centering command; each model class is its row of kFamilyTable (mode
-// reports, simulated dampers, input status rule) plus its settings class.
+// centering command; each model class is its row of the model table (mode
+// reports, simulated dampers, input status rule, settings).
 //
 // Role: one open wheel. Owner: the driver's slot for its joystick ID, or the
 // legacy settings interface for the length of one call. Calling threads:
@@ -14,9 +14,11 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "force_feedback/legacy/devices/family_table.h"
+#include "force_feedback/legacy/devices/model_device.h"
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/devices/wheel_centering.h"
@@ -55,7 +57,7 @@ public:
     // The input completion of the simulation thread, with the report read;
     // takes the device mutex (the caller must not hold it).
     void OnInputReport(const BYTE* report, unsigned length) override;
-    const FamilyRow& Row() const { return m_row; }
+    const ModelRow& Row() const { return m_row; }
 
 protected:
     explicit CVWheelDevice(Model model);
@@ -68,7 +70,7 @@ private:
     EffectFamily EffectFamilyOfDevice() const;
     HRESULT ApplyCurrentCentering();
 
-    const FamilyRow& m_row;
+    const ModelRow& m_row;
 };
 
 class CVHiResWheelDevice : public CVWheelDevice {
@@ -87,20 +89,26 @@ protected:
     using CVWheelDevice::CVWheelDevice;
 };
 
-#define FFDRV_WHEEL_MODEL(Codename, Base)                        \
-    class CV##Codename##WheelDevice : public Base {              \
-    public:                                                      \
-        CV##Codename##WheelDevice() : Base(Model::Codename) {}   \
-        ~CV##Codename##WheelDevice() override { EndActivity(); } \
-    }
+// The resolution class the model's row names.
+template <Model M>
+using WheelBaseOf = std::conditional_t<Product(M).family == DeviceFamily::LowResWheel, CVLowResWheelDevice,
+                                       CVHiResWheelDevice>;
 
-FFDRV_WHEEL_MODEL(Quintar, CVHiResWheelDevice);
-FFDRV_WHEEL_MODEL(Pelvar, CVHiResWheelDevice);
-FFDRV_WHEEL_MODEL(Wendlow, CVHiResWheelDevice);
-FFDRV_WHEEL_MODEL(Corrin, CVHiResWheelDevice);
-FFDRV_WHEEL_MODEL(Drovik, CVHiResWheelDevice);
-FFDRV_WHEEL_MODEL(Dastrin, CVLowResWheelDevice);
-FFDRV_WHEEL_MODEL(Ravik, CVLowResWheelDevice);
+#define FFDRV_WHEEL_MODEL(Codename)                                            \
+    class CV##Codename##WheelDevice : public WheelBaseOf<Model::Codename> {    \
+    public:                                                                    \
+        CV##Codename##WheelDevice() : WheelBaseOf<Model::Codename>(Model::Codename) {} \
+        ~CV##Codename##WheelDevice() override { EndActivity(); }               \
+    };                                                                         \
+    FFDRV_MODEL_DEVICE(Codename, CV##Codename##WheelDevice)
+
+FFDRV_WHEEL_MODEL(Quintar);
+FFDRV_WHEEL_MODEL(Pelvar);
+FFDRV_WHEEL_MODEL(Wendlow);
+FFDRV_WHEEL_MODEL(Corrin);
+FFDRV_WHEEL_MODEL(Drovik);
+FFDRV_WHEEL_MODEL(Dastrin);
+FFDRV_WHEEL_MODEL(Ravik);
 
 #undef FFDRV_WHEEL_MODEL
 
@@ -136,6 +144,7 @@ private:
     std::uint8_t m_bridgeSlot = 0;
     bool m_inBridge = false;
 };
+FFDRV_MODEL_DEVICE(Prazen, CVPrazenWheelDevice);
 
 // The blink toggle of every Prazen wheel in the process.
 IndicatorBlink& ProcessIndicatorBlink();

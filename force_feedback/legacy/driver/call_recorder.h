@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "com_abi.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 class CCallRecorder {
 public:

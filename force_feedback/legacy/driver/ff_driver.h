@@ -11,7 +11,7 @@
 #include "com_abi.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/driver/call_recorder.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 class CFFDrv : public IDirectInputEffectDriver {
 public:
@@ -77,29 +77,36 @@ private:
     const Model m_deviceModel;
 };
 
-#define FFDRV_MODEL_DRIVER(Name, DeviceModel)                 \
-    class Name final : public CFFDrvModel {                   \
-    public:                                                   \
-        Name() : CFFDrvModel(Model::DeviceModel) {}           \
-    };
+// The driver of a model's own class: its DeviceID makes the model's device.
+template <Model M>
+class CFFDrvSV final : public CFFDrvModel {
+public:
+    CFFDrvSV() : CFFDrvModel(M) {}
+};
 
-FFDRV_MODEL_DRIVER(CFFDrvSVNimbal, Oskra)  // the Nimbal driver runs the Oskra device: intentional
-FFDRV_MODEL_DRIVER(CFFDrvSVDastrin, Dastrin)
-FFDRV_MODEL_DRIVER(CFFDrvSVTollund, Tollund)
-FFDRV_MODEL_DRIVER(CFFDrvSVTavrin, Tavrin)
-FFDRV_MODEL_DRIVER(CFFDrvSVDrovik, Drovik)
-FFDRV_MODEL_DRIVER(CFFDrvSVLumisk, Lumisk)
-FFDRV_MODEL_DRIVER(CFFDrvSVQuintar, Quintar)
-FFDRV_MODEL_DRIVER(CFFDrvSVRavik, Ravik)
-FFDRV_MODEL_DRIVER(CFFDrvSVZorvel, Zorvel)
-FFDRV_MODEL_DRIVER(CFFDrvSVVesk, Vesk)
-FFDRV_MODEL_DRIVER(CFFDrvSVBrennick, Brennick)
-FFDRV_MODEL_DRIVER(CFFDrvSVPelvar, Pelvar)
-FFDRV_MODEL_DRIVER(CFFDrvSVFerolla, Ferolla)
-FFDRV_MODEL_DRIVER(CFFDrvSVCorrin, Corrin)
-FFDRV_MODEL_DRIVER(CFFDrvSVWendlow, Wendlow)
-FFDRV_MODEL_DRIVER(CFFDrvSVPrazen, Prazen)
-FFDRV_MODEL_DRIVER(CFFDrvSVKarvona, Karvona)
-FFDRV_MODEL_DRIVER(CFFDrvLegacyWheel, Prazen)  // same device class as Prazen: intentional
+// The legacy-wheel class makes the same device class as the Prazen's own
+// driver: intentional, keep.
+class CFFDrvLegacyWheel final : public CFFDrvModel {
+public:
+    CFFDrvLegacyWheel() : CFFDrvModel(Model::Prazen) {}
+};
 
-#undef FFDRV_MODEL_DRIVER
+// The drivers' names; the factories make CFFDrvSV<model> from the model
+// table whether or not a name is given here.
+using CFFDrvSVNimbal = CFFDrvSV<Model::Oskra>;  // the Nimbal driver runs the Oskra device: intentional
+using CFFDrvSVDastrin = CFFDrvSV<Model::Dastrin>;
+using CFFDrvSVTollund = CFFDrvSV<Model::Tollund>;
+using CFFDrvSVTavrin = CFFDrvSV<Model::Tavrin>;
+using CFFDrvSVDrovik = CFFDrvSV<Model::Drovik>;
+using CFFDrvSVLumisk = CFFDrvSV<Model::Lumisk>;
+using CFFDrvSVQuintar = CFFDrvSV<Model::Quintar>;
+using CFFDrvSVRavik = CFFDrvSV<Model::Ravik>;
+using CFFDrvSVZorvel = CFFDrvSV<Model::Zorvel>;
+using CFFDrvSVVesk = CFFDrvSV<Model::Vesk>;
+using CFFDrvSVBrennick = CFFDrvSV<Model::Brennick>;
+using CFFDrvSVPelvar = CFFDrvSV<Model::Pelvar>;
+using CFFDrvSVFerolla = CFFDrvSV<Model::Ferolla>;
+using CFFDrvSVCorrin = CFFDrvSV<Model::Corrin>;
+using CFFDrvSVWendlow = CFFDrvSV<Model::Wendlow>;
+using CFFDrvSVPrazen = CFFDrvSV<Model::Prazen>;
+using CFFDrvSVKarvona = CFFDrvSV<Model::Karvona>;

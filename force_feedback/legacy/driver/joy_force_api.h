@@ -9,7 +9,7 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 
 inline constexpr GUID IID_ISVJoyForceAPI = {0xBFDE0403, 0x02ED, 0x40A6, {0xBC, 0x30, 0xC7, 0xAF, 0x99, 0xD2, 0xD5, 0x88}};
 

@@ -155,7 +155,7 @@ struct Device {
                DIGFFS_POWERON;
     }
     // Whether the device's status value is written by its own input path.
-    bool StatusFollowsInput() const { return FamilyOf(model).statusRule != InputStatusRule::None; }
+    bool StatusFollowsInput() const { return Product(model).statusRule != InputStatusRule::None; }
 };
 
 // The effect parameter blocks a game passes, and a few it should not.

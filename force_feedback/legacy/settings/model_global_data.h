@@ -1,38 +1,19 @@
 // The per-model settings classes: CGlobalData with each model's defaults.
 //
-// Every model is one row of kModelSettings; its class only passes its row.
+// Every model's defaults are its row of the model table; its class only
+// passes its row.
 // Owner, threads and lock as for CGlobalData.
 #pragma once
 
-#include <array>
 #include <memory>
 
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/settings/global_data.h"
 
-// Which set of model values SetDefaults stores on top of the base defaults.
-enum class SettingsPattern : std::uint8_t {
-    kRumble,  // pads: strengths and the rumble switches saved too
-    kForce,   // wheels and joysticks: strengths, centring, knee and CS range
-};
-
-struct ModelSettings {
-    Model model;
-    SettingsPattern pattern;
-    DWORD curveKnee;
-    CSValues cs;
-    BYTE reportId;
-    BYTE byteRangeLower;
-    BYTE byteRangeUpper;
-    bool percentageFirst;  // stores the percentage setting before the rest
-};
-
-// Indexed by Model, in its order.
-extern const std::array<ModelSettings, kModelCount> kModelSettings;
-
+// The settings of one model: the base defaults with its row's on top.
 class CModelGlobalData : public CGlobalData {
 public:
-    explicit CModelGlobalData(const ModelSettings& row) : m_row(row) {}
+    explicit CModelGlobalData(const ModelRow& row) : m_row(row) {}
     void SetDefaults() override;
     Model GetModel() const { return m_row.model; }
 
@@ -40,34 +21,35 @@ private:
     void StoreRumbleDefaults();
     void StoreForceDefaults();
 
-    const ModelSettings& m_row;
+    const ModelRow& m_row;
 };
 
-#define FFDRV_MODEL_GLOBAL_DATA(Codename)                                                           \
-    class C##Codename##GlobalData : public CModelGlobalData {                                      \
-    public:                                                                                        \
-        C##Codename##GlobalData() : CModelGlobalData(kModelSettings[static_cast<int>(Model::Codename)]) {} \
-    }
+// The settings class of a model's own row.
+template <Model M>
+class CModelGlobalDataOf : public CModelGlobalData {
+public:
+    CModelGlobalDataOf() : CModelGlobalData(Product(M)) {}
+};
 
-FFDRV_MODEL_GLOBAL_DATA(Quintar);
-FFDRV_MODEL_GLOBAL_DATA(Pelvar);
-FFDRV_MODEL_GLOBAL_DATA(Dastrin);
-FFDRV_MODEL_GLOBAL_DATA(Drovik);
-FFDRV_MODEL_GLOBAL_DATA(Ravik);
-FFDRV_MODEL_GLOBAL_DATA(Corrin);
-FFDRV_MODEL_GLOBAL_DATA(Wendlow);
-FFDRV_MODEL_GLOBAL_DATA(Prazen);
-FFDRV_MODEL_GLOBAL_DATA(Ferolla);
-FFDRV_MODEL_GLOBAL_DATA(Oskra);
-FFDRV_MODEL_GLOBAL_DATA(Tavrin);
-FFDRV_MODEL_GLOBAL_DATA(Karvona);
-FFDRV_MODEL_GLOBAL_DATA(Zorvel);
-FFDRV_MODEL_GLOBAL_DATA(Brennick);
-FFDRV_MODEL_GLOBAL_DATA(Tollund);
-FFDRV_MODEL_GLOBAL_DATA(Vesk);
-FFDRV_MODEL_GLOBAL_DATA(Lumisk);
-
-#undef FFDRV_MODEL_GLOBAL_DATA
+// The settings classes' names; CreateModelGlobalData makes the class of
+// every row whether or not a name is given here.
+using CQuintarGlobalData = CModelGlobalDataOf<Model::Quintar>;
+using CPelvarGlobalData = CModelGlobalDataOf<Model::Pelvar>;
+using CDastrinGlobalData = CModelGlobalDataOf<Model::Dastrin>;
+using CDrovikGlobalData = CModelGlobalDataOf<Model::Drovik>;
+using CRavikGlobalData = CModelGlobalDataOf<Model::Ravik>;
+using CCorrinGlobalData = CModelGlobalDataOf<Model::Corrin>;
+using CWendlowGlobalData = CModelGlobalDataOf<Model::Wendlow>;
+using CPrazenGlobalData = CModelGlobalDataOf<Model::Prazen>;
+using CFerollaGlobalData = CModelGlobalDataOf<Model::Ferolla>;
+using COskraGlobalData = CModelGlobalDataOf<Model::Oskra>;
+using CTavrinGlobalData = CModelGlobalDataOf<Model::Tavrin>;
+using CKarvonaGlobalData = CModelGlobalDataOf<Model::Karvona>;
+using CZorvelGlobalData = CModelGlobalDataOf<Model::Zorvel>;
+using CBrennickGlobalData = CModelGlobalDataOf<Model::Brennick>;
+using CTollundGlobalData = CModelGlobalDataOf<Model::Tollund>;
+using CVeskGlobalData = CModelGlobalDataOf<Model::Vesk>;
+using CLumiskGlobalData = CModelGlobalDataOf<Model::Lumisk>;
 
 // The device ID word a model's settings bind to: vendor ID << 16 | product ID.
 constexpr DWORD ModelDeviceId(Model model) {

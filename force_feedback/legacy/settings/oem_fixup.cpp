@@ -4,7 +4,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/settings/registry_entry.h"
 
 namespace reg = platform::reg;
@@ -33,7 +33,8 @@ void FixOne(reg::Key root, const std::wstring& product) {
 
 std::vector<std::wstring> SupportedProductList() {
     std::vector<std::wstring> list;
-    for (Model model : kOemFixupProducts) {
+    for (int entry = 0; entry < kOemFixupEntries; ++entry) {
+        const Model model = OemFixupModel(entry);
         wchar_t text[32];
         std::swprintf(text, 32, L"VID_%04X&PID_%04X", static_cast<unsigned>(kVendorId),
                       static_cast<unsigned>(Product(model).productId));

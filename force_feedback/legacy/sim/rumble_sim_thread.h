@@ -4,7 +4,7 @@
 //
 // Role: CRumbleSimThread is the family's pass; it formats nothing itself
 // (its builders answer false, so a bare family device computes motors but
-// never writes). Each model's class only names its layout row.
+// never writes). Each model's class only names its row, for the layout.
 // Owner: the rumble device (created in Open, ended and deleted in Close or
 // the destructor). Calling threads: Begin/Pause/Resume/End from application
 // threads; the pass, the builders and the motor memory on the thread only.

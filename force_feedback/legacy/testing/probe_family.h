@@ -15,7 +15,7 @@
 #include "force_feedback/legacy/devices/device_catalog.h"
 #include "force_feedback/legacy/devices/sim_thread_owner.h"
 #include "force_feedback/legacy/devices/virtual_device.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/sim/sim_thread.h"
 
 inline constexpr BYTE kProbeForceCommand = 0x11;

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include "force_feedback/legacy/model_table.h"
 #include "force_feedback/legacy/testing/driver_host.h"
 
 namespace wheel_e2e {

@@ -23,7 +23,7 @@
 
 #include "com_abi.h"
 #include "force_feedback/legacy/com/class_table.h"
-#include "force_feedback/legacy/product_config.h"
+#include "force_feedback/legacy/model_table.h"
 #include "platform/guid.h"
 #include "platform/process.h"
 #include "platform/virtual_hid_api.h"
@@ -113,7 +113,7 @@ struct Key {
     }
 };
 
-std::wstring ProductKey(const ProductInfo& p) {
+std::wstring ProductKey(const ModelRow& p) {
     wchar_t name[32];
     swprintf(name, 32, L"VID_%04X&PID_%04X", static_cast<unsigned>(kVendorId), static_cast<unsigned>(p.productId));
     return std::wstring(kOemRoot) + name;
@@ -176,7 +176,7 @@ private:
 
 // A controller of the product's IDs at the joystick ID, as the test build's
 // virtual devices offer it.
-FfdrvVirtualDevice VirtualDeviceOf(const ProductInfo& p) {
+FfdrvVirtualDevice VirtualDeviceOf(const ModelRow& p) {
     FfdrvVirtualDevice d{};
     d.size = sizeof d;
     d.joystickId = kJoystickId;
@@ -262,7 +262,7 @@ TEST_F(DirectInputInstall, InstallRegistersTheDriverAndWritesEveryRecord) {
     s_installed = true;
     // Where the system runs no 32-bit programs that part counts as expected.
     EXPECT_EQ(Setup("status"), 0);
-    for (const ProductInfo& p : kProducts) {
+    for (const ModelRow& p : kModels) {
         Key record(HKEY_LOCAL_MACHINE, ProductKey(p));
         EXPECT_TRUE(record) << p.codename;
         EXPECT_EQ(record.Text(L"OEMData"), L"<missing>") << "left to the driver's fix-up";
@@ -271,7 +271,7 @@ TEST_F(DirectInputInstall, InstallRegistersTheDriverAndWritesEveryRecord) {
 
 TEST_F(DirectInputInstall, EveryProductsRecordLeadsToADriverThatPlaysEveryListedEffect) {
     if (!s_installed) GTEST_SKIP() << "install failed";
-    for (const ProductInfo& p : kProducts) {
+    for (const ModelRow& p : kModels) {
         SCOPED_TRACE(p.codename);
         Key ff(HKEY_LOCAL_MACHINE, ProductKey(p) + L"\\OEMForceFeedback");
         ASSERT_TRUE(ff);
@@ -353,7 +353,7 @@ TEST_F(DirectInputInstall, EveryProductsRecordLeadsToADriverThatPlaysEveryListed
 TEST_F(DirectInputInstall, UninstallTakesAwayExactlyWhatInstallWrote) {
     if (!s_installed) GTEST_SKIP() << "install failed";
     ASSERT_EQ(Setup("uninstall"), 0);
-    for (const ProductInfo& p : kProducts) EXPECT_FALSE(Key(HKEY_LOCAL_MACHINE, ProductKey(p))) << p.codename;
+    for (const ModelRow& p : kModels) EXPECT_FALSE(Key(HKEY_LOCAL_MACHINE, ProductKey(p))) << p.codename;
     for (const ClassRow& row : kClassTable) {
         EXPECT_FALSE(Key(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\CLSID\\" + platform::FormatGuid(row.clsid)))
             << row.factoryName;
