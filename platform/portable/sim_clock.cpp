@@ -96,6 +96,8 @@ struct Scheduler {
     int idleParticipants = 0;  // of those, blocked with no wake-up pending
     // Blocked threads; one woken without a result stays here until it runs.
     std::vector<Waiter*> waiters;
+    // Deadlines of the sleeps made holding a lock (SimSleepHoldingLock).
+    std::vector<Micros> lockHolds;
 };
 
 // Never destroyed: worker threads may still wait while statics go away. Built
@@ -457,6 +459,34 @@ SimWaitResult SimSleep(std::uint32_t ms, bool alertable) {
         return SimWaitResult::kTimeout;
     }
     return WaitCore(nullptr, ms, alertable);
+}
+
+void SimSleepHoldingLock(std::uint32_t ms) {
+    Scheduler& s = S();
+    if (RealClock(s)) {
+        SimSleep(ms, /*alertable=*/false);
+        return;
+    }
+    Micros deadline = 0;
+    {
+        auto lock = LockScheduler();
+        deadline = NowLocked(s) + Micros{ms} * 1000;
+        s.lockHolds.push_back(deadline);
+    }
+    SimSleep(ms, /*alertable=*/false);
+    auto lock = LockScheduler();
+    auto it = std::find(s.lockHolds.begin(), s.lockHolds.end(), deadline);
+    if (it != s.lockHolds.end()) s.lockHolds.erase(it);
+}
+
+bool SimLockHeldUntil(std::uint32_t* untilMs) {
+    Scheduler& s = S();
+    if (RealClock(s)) return false;
+    auto lock = LockScheduler();
+    if (s.lockHolds.empty()) return false;
+    const Micros until = *std::max_element(s.lockHolds.begin(), s.lockHolds.end());
+    if (untilMs != nullptr) *untilMs = static_cast<std::uint32_t>((until + 999) / 1000);
+    return true;
 }
 
 SimWaitResult SimWait(SimEvent& event, std::uint32_t ms, bool alertable) {

@@ -96,6 +96,29 @@ TEST_F(SimClockTest, TimedWaitTimesOutAtItsDeadline) {
     EXPECT_EQ(endedAt.load(), kStart + 50);
 }
 
+// The advancing thread must be able to tell that a call of its own would
+// block behind a sleeping lock holder, and until when; plain sleeps do not count.
+TEST_F(SimClockTest, SleepHoldingALockIsAnnouncedUntilItEnds) {
+    std::mutex deviceLock;
+    Spawn([&] {
+        platform::SimSleep(3, false);
+        std::lock_guard held(deviceLock);
+        platform::SimSleepHoldingLock(8);
+        Log("released");
+    });
+    std::uint32_t until = 0;
+    ASSERT_TRUE(platform::AdvanceVirtualClock(0));
+    EXPECT_FALSE(platform::SimLockHeldUntil(&until));
+    ASSERT_TRUE(platform::AdvanceVirtualClock(4));
+    ASSERT_TRUE(platform::SimLockHeldUntil(&until));
+    EXPECT_EQ(until, kStart + 11);
+    EXPECT_FALSE(deviceLock.try_lock());
+    ASSERT_TRUE(platform::AdvanceVirtualClock(until - platform::SimTimeMs()));
+    EXPECT_FALSE(platform::SimLockHeldUntil(&until));
+    EXPECT_EQ(TakeLog(), (std::vector<std::string>{"released@11"}));
+    std::lock_guard mine(deviceLock);  // free again: this is the call that used to hang
+}
+
 TEST_F(SimClockTest, MillisecondClockWrapsLikeTimeGetTime) {
     platform::UseVirtualClock(0xFFFFFFFAu);
     ASSERT_TRUE(platform::AdvanceVirtualClock(10));
