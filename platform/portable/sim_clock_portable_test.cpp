@@ -84,6 +84,24 @@ TEST_F(SimClockTest, SetEventWakesTheWaiterWithoutTimePassing) {
     EXPECT_EQ(platform::SimTimeMs(), kStart + 999);
 }
 
+// A call that wakes a simulation thread runs on to its end before that thread
+// does: the two never race for the device, whatever the scheduler does.
+TEST_F(SimClockTest, SetByTheAdvancingThreadWakesAttachedWaitersAtTheNextAdvance) {
+    platform::SimEvent event(/*manualReset=*/false, /*initiallySignaled=*/false);
+    std::atomic<bool> woke{false};
+    Spawn([&] {
+        platform::SimWait(event, platform::kSimInfinite, false);
+        woke = true;
+    });
+    ASSERT_TRUE(platform::AdvanceVirtualClock(5));
+    event.Set();
+    platform::SleepMs(20);  // real time: the waiter would have run by now if it had been woken
+    EXPECT_FALSE(woke.load());
+    ASSERT_TRUE(platform::AdvanceVirtualClock(0));
+    EXPECT_TRUE(woke.load());
+    EXPECT_EQ(platform::SimTimeMs(), kStart + 5);
+}
+
 TEST_F(SimClockTest, TimedWaitTimesOutAtItsDeadline) {
     platform::SimEvent event(true, false);
     std::atomic<std::uint32_t> endedAt{0};
