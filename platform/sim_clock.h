@@ -61,6 +61,17 @@ private:
 // when alertable).
 SimWaitResult SimSleep(std::uint32_t ms, bool alertable);
 
+// A non-alertable SimSleep made while holding a lock that callers from other
+// threads may be waiting for. On the virtual clock the sleep is announced:
+// the thread that moves the time is the one that makes those calls, and a
+// call that blocked on the lock would leave no one to end the sleep.
+void SimSleepHoldingLock(std::uint32_t ms);
+
+// On the virtual clock, while some thread sleeps in SimSleepHoldingLock:
+// true, with the latest end of those sleeps in `untilMs` (clock time).
+// False on the real clock and when no such sleep is under way.
+bool SimLockHeldUntil(std::uint32_t* untilMs);
+
 // WaitForSingleObjectEx on `event`; `ms` may be kSimInfinite.
 SimWaitResult SimWait(SimEvent& event, std::uint32_t ms, bool alertable);
 

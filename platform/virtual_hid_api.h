@@ -104,6 +104,12 @@ FFDRV_VIRTUAL_API uint32_t FfdrvVirtualClockNow(void);
 /* Moves virtual time forward, letting the driver's threads run every wait
  * that falls due on the way; returns once they are all waiting again. */
 FFDRV_VIRTUAL_API int32_t FfdrvVirtualClockAdvance(uint32_t ms);
+/* 1 while a driver thread sleeps holding a device's lock (an effect's pause
+ * before its final stop), with the time that sleep ends in `untilMs`; 0
+ * otherwise. A call made on the thread that advances the clock would wait
+ * for that lock with no one left to move the time: let the time run to
+ * `untilMs` first. */
+FFDRV_VIRTUAL_API int32_t FfdrvVirtualClockLockHeldUntil(uint32_t* untilMs);
 
 #ifdef __cplusplus
 }

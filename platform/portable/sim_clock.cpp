@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/portable/sim_scheduler.h"
@@ -96,6 +97,11 @@ struct Scheduler {
     int idleParticipants = 0;  // of those, blocked with no wake-up pending
     // Blocked threads; one woken without a result stays here until it runs.
     std::vector<Waiter*> waiters;
+    // Deadlines of the sleeps made holding a lock (SimSleepHoldingLock).
+    std::vector<Micros> lockHolds;
+    // Events set by a thread the clock does not wait for, whose attached
+    // waiters wake at the next advance (see SimEvent::Set).
+    std::vector<SimEvent::Impl*> deferredSets;
 };
 
 // Never destroyed: worker threads may still wait while statics go away. Built
@@ -158,8 +164,9 @@ void NoteIdleLocked(Scheduler& s) {
     if (s.idleParticipants == s.participants) s.allIdle.notify_all();
 }
 
-void Erase(std::vector<Waiter*>& list, Waiter* w) {
-    auto it = std::find(list.begin(), list.end(), w);
+template <typename T>
+void Erase(std::vector<T*>& list, T* item) {
+    auto it = std::find(list.begin(), list.end(), item);
     if (it != list.end()) list.erase(it);
 }
 
@@ -362,6 +369,13 @@ Micros EarliestDeadlineLocked(const Scheduler& s) {
     return next;
 }
 
+void WakeDeferredLocked(Scheduler& s) {
+    for (SimEvent::Impl* event : std::exchange(s.deferredSets, {})) {
+        if (!event->signaled.load(std::memory_order_relaxed)) continue;  // taken or reset meanwhile
+        for (Waiter* w : event->waiters) WakeLocked(s, *w);
+    }
+}
+
 // A switch of clocks makes every deadline in the old clock's units meaningless:
 // every blocked thread looks again with the new clock.
 void WakeAllLocked(Scheduler& s) {
@@ -436,14 +450,31 @@ SimEvent::~SimEvent() {
     if (!m_impl) return;
     auto lock = sched::Lock();
     for (sched::Waiter* w : m_impl->waiters) w->event = nullptr;
+    Erase(S().deferredSets, m_impl.get());
 }
 
 bool SimEvent::IsValid() const { return m_impl != nullptr; }
 
+// On the virtual clock, a set made by a thread the clock does not wait for
+// (a game's call waking a paused simulation thread) wakes the attached
+// threads only when the time is next advanced, so the call runs on to its
+// end first. Otherwise the woken thread's pass and the rest of the call
+// would race for the device, and a pass that ends an effect would hold the
+// device through its pause while the call, on the thread that moves the
+// time, waited for it.
 void SimEvent::Set() {
     DeferRaises raises;
     auto lock = LockScheduler();
-    sched::SetEventLocked(m_impl.get());
+    Scheduler& s = S();
+    if (RealClock(s) || t_participant) return sched::SetEventLocked(m_impl.get());
+    m_impl->signaled.store(true, std::memory_order_release);
+    bool attachedWaiter = false;
+    for (Waiter* w : m_impl->waiters) {
+        if (w->participant) attachedWaiter = true;
+        else WakeLocked(s, *w);
+    }
+    if (attachedWaiter && std::find(s.deferredSets.begin(), s.deferredSets.end(), m_impl.get()) == s.deferredSets.end())
+        s.deferredSets.push_back(m_impl.get());
 }
 
 void SimEvent::Reset() {
@@ -457,6 +488,34 @@ SimWaitResult SimSleep(std::uint32_t ms, bool alertable) {
         return SimWaitResult::kTimeout;
     }
     return WaitCore(nullptr, ms, alertable);
+}
+
+void SimSleepHoldingLock(std::uint32_t ms) {
+    Scheduler& s = S();
+    if (RealClock(s)) {
+        SimSleep(ms, /*alertable=*/false);
+        return;
+    }
+    Micros deadline = 0;
+    {
+        auto lock = LockScheduler();
+        deadline = NowLocked(s) + Micros{ms} * 1000;
+        s.lockHolds.push_back(deadline);
+    }
+    SimSleep(ms, /*alertable=*/false);
+    auto lock = LockScheduler();
+    auto it = std::find(s.lockHolds.begin(), s.lockHolds.end(), deadline);
+    if (it != s.lockHolds.end()) s.lockHolds.erase(it);
+}
+
+bool SimLockHeldUntil(std::uint32_t* untilMs) {
+    Scheduler& s = S();
+    if (RealClock(s)) return false;
+    auto lock = LockScheduler();
+    if (s.lockHolds.empty()) return false;
+    const Micros until = *std::max_element(s.lockHolds.begin(), s.lockHolds.end());
+    if (untilMs != nullptr) *untilMs = static_cast<std::uint32_t>((until + 999) / 1000);
+    return true;
 }
 
 SimWaitResult SimWait(SimEvent& event, std::uint32_t ms, bool alertable) {
@@ -500,6 +559,7 @@ bool UseVirtualClock(std::uint32_t startMs) {
 void UseRealClock() {
     Scheduler& s = S();
     auto lock = LockScheduler();
+    s.deferredSets.clear();  // every waiter looks again below
     s.virtualClock.store(false, std::memory_order_relaxed);
     WakeAllLocked(s);
     s.allIdle.notify_all();
@@ -512,6 +572,7 @@ bool AdvanceVirtualClock(std::uint32_t ms) {
     auto lock = LockScheduler();
     if (RealClock(s)) return false;
     const Micros target = s.virtualNow + Micros{ms} * 1000;
+    WakeDeferredLocked(s);
     for (;;) {
         if (!WaitIdleLocked(s, lock)) return false;
         const Micros next = EarliestDeadlineLocked(s);

@@ -84,6 +84,24 @@ TEST_F(SimClockTest, SetEventWakesTheWaiterWithoutTimePassing) {
     EXPECT_EQ(platform::SimTimeMs(), kStart + 999);
 }
 
+// A call that wakes a simulation thread runs on to its end before that thread
+// does: the two never race for the device, whatever the scheduler does.
+TEST_F(SimClockTest, SetByTheAdvancingThreadWakesAttachedWaitersAtTheNextAdvance) {
+    platform::SimEvent event(/*manualReset=*/false, /*initiallySignaled=*/false);
+    std::atomic<bool> woke{false};
+    Spawn([&] {
+        platform::SimWait(event, platform::kSimInfinite, false);
+        woke = true;
+    });
+    ASSERT_TRUE(platform::AdvanceVirtualClock(5));
+    event.Set();
+    platform::SleepMs(20);  // real time: the waiter would have run by now if it had been woken
+    EXPECT_FALSE(woke.load());
+    ASSERT_TRUE(platform::AdvanceVirtualClock(0));
+    EXPECT_TRUE(woke.load());
+    EXPECT_EQ(platform::SimTimeMs(), kStart + 5);
+}
+
 TEST_F(SimClockTest, TimedWaitTimesOutAtItsDeadline) {
     platform::SimEvent event(true, false);
     std::atomic<std::uint32_t> endedAt{0};
@@ -94,6 +112,29 @@ TEST_F(SimClockTest, TimedWaitTimesOutAtItsDeadline) {
     EXPECT_EQ(endedAt.load(), 0u);
     ASSERT_TRUE(platform::AdvanceVirtualClock(1));
     EXPECT_EQ(endedAt.load(), kStart + 50);
+}
+
+// The advancing thread must be able to tell that a call of its own would
+// block behind a sleeping lock holder, and until when; plain sleeps do not count.
+TEST_F(SimClockTest, SleepHoldingALockIsAnnouncedUntilItEnds) {
+    std::mutex deviceLock;
+    Spawn([&] {
+        platform::SimSleep(3, false);
+        std::lock_guard held(deviceLock);
+        platform::SimSleepHoldingLock(8);
+        Log("released");
+    });
+    std::uint32_t until = 0;
+    ASSERT_TRUE(platform::AdvanceVirtualClock(0));
+    EXPECT_FALSE(platform::SimLockHeldUntil(&until));
+    ASSERT_TRUE(platform::AdvanceVirtualClock(4));
+    ASSERT_TRUE(platform::SimLockHeldUntil(&until));
+    EXPECT_EQ(until, kStart + 11);
+    EXPECT_FALSE(deviceLock.try_lock());
+    ASSERT_TRUE(platform::AdvanceVirtualClock(until - platform::SimTimeMs()));
+    EXPECT_FALSE(platform::SimLockHeldUntil(&until));
+    EXPECT_EQ(TakeLog(), (std::vector<std::string>{"released@11"}));
+    std::lock_guard mine(deviceLock);  // free again: this is the call that used to hang
 }
 
 TEST_F(SimClockTest, MillisecondClockWrapsLikeTimeGetTime) {

@@ -88,4 +88,6 @@ int32_t FfdrvVirtualClockAdvance(uint32_t ms) {
     return platform::AdvanceVirtualClock(ms) ? FFDRV_VIRTUAL_OK : FFDRV_VIRTUAL_E_CLOCK;
 }
 
+int32_t FfdrvVirtualClockLockHeldUntil(uint32_t* untilMs) { return platform::SimLockHeldUntil(untilMs) ? 1 : 0; }
+
 }  // extern "C"

@@ -37,6 +37,11 @@ SimWaitResult SimSleep(std::uint32_t ms, bool alertable) {
     return SleepEx(ms, alertable) == WAIT_IO_COMPLETION ? SimWaitResult::kIoCompletion : SimWaitResult::kTimeout;
 }
 
+void SimSleepHoldingLock(std::uint32_t ms) { SleepEx(ms, FALSE); }
+
+// No virtual clock here: nothing waits for the time to be moved.
+bool SimLockHeldUntil(std::uint32_t*) { return false; }
+
 SimWaitResult SimWait(SimEvent& event, std::uint32_t ms, bool alertable) {
     return FromWait(WaitForSingleObjectEx(event.impl()->handle, ms, alertable));
 }

@@ -141,6 +141,7 @@ private:
     void SettingStep(const Step& step);
     void DisplaceStep(const Step& step);
     void Wait(DWORD ms);
+    void WaitOutHeldLock();
     void RealtimeTick();
     void DrainReports(bool includeCurrentMs = false, std::uint32_t beforeMs = ~0u);
     void EmulateMs(std::uint32_t t);
@@ -172,6 +173,8 @@ private:
     PlayResult m_result;
     IDirectInputEffectDriver* m_driver = nullptr;
     ISVJoyForceAPI* m_settings = nullptr;
+    // Looked up apart from the loader's exports: a module without it still plays.
+    decltype(&FfdrvVirtualClockLockHeldUntil) m_lockHeldUntil = nullptr;
     bool m_plugged = false;
     std::uint32_t m_start = 0;
     std::uint32_t m_callStart = 0;
@@ -258,6 +261,7 @@ bool Session::Open() {
         return false;
     }
     m_result.loaded = true;
+    m_lockHeldUntil = reinterpret_cast<decltype(m_lockHeldUntil)>(m_module->Symbol("FfdrvVirtualClockLockHeldUntil"));
     if (m_options.realtime ? m_module->useReal() : m_module->useVirtual(kClockStartMs)) {
         m_result.fatal = "the module has no virtual devices in this build";
         return false;
@@ -290,6 +294,7 @@ bool Session::Open() {
 }
 
 void Session::Close() {
+    if (m_driver && m_result.deviceOpened) WaitOutHeldLock();
     MarkCallStart();
     if (m_driver && m_result.deviceOpened) {
         Call(nullptr, "DeviceID(joystick " + std::to_string(m_scenario.joystickId) + ", end)",
@@ -398,6 +403,28 @@ void Session::Wait(DWORD ms) {
         const std::uint32_t next = std::min(until, (now / kInputEveryMs + 1) * kInputEveryMs);
         m_module->advance(next - now);
         for (std::uint32_t t = now + 1; t <= next; ++t) EmulateMs(t);
+    }
+}
+
+// An effect that runs out pauses its device's simulation thread with the
+// device lock held. A game's call in that pause waits for the lock until the
+// pause ends; here the thread that would wait is the one that moves the
+// time, so the time runs to the end of the pause first and the call is made
+// then, as the game's call would go through then.
+void Session::WaitOutHeldLock() {
+    if (m_options.realtime || m_lockHeldUntil == nullptr) return;
+    std::uint32_t until = 0;
+    while (m_lockHeldUntil(&until) != 0) {
+        const std::uint32_t now = m_module->now();
+        if (static_cast<std::int32_t>(until - now) > 0) {
+            Wait(until - now);
+            continue;
+        }
+        // Due already: one settling lets the sleeper wake and let go. A
+        // sleep still held after that would hang the call either way.
+        if (m_module->advance(0) != FFDRV_VIRTUAL_OK || m_lockHeldUntil(&until) == 0 ||
+            static_cast<std::int32_t>(until - m_module->now()) <= 0)
+            return;
     }
 }
 
@@ -531,6 +558,8 @@ void Session::RunStep(const Step& step) {
                                       ": not played: there is no driver object");
         return;
     }
+    WaitOutHeldLock();
+    MarkCallStart();
     const DWORD id = m_scenario.joystickId;
     switch (step.kind) {
         case StepKind::kDownload:

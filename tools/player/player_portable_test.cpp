@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <thread>
 #include <sstream>
 
 #include <sys/wait.h>
@@ -136,6 +138,45 @@ TEST(PlayerTest, SameScenarioGivesTheSameFilesInTwoProcesses) {
         EXPECT_EQ(a, ReadFile(base / "b" / files[i]));
         EXPECT_EQ(a, expected[i]);
     }
+}
+
+// An effect that runs out pauses its simulation thread 8 ms with the device
+// lock held. A call that falls in that pause used to wait for the lock on
+// the very thread that moves the virtual time, and the play never ended.
+TEST(PlayerTest, CallsFallingInAnEffectsFinalPauseAreMadeWhenItEnds) {
+    std::string text = "device Quintar\ndownload push constant magnitude=5000 direction=9000 duration=50\nstart push\n";
+    for (int i = 0; i < 90; ++i) text += "wait 1\nstatus push\n";
+    const ParseResult parsed = ParseScenario(text, "inline.ffs");
+    ASSERT_TRUE(parsed.Ok());
+    auto done = std::make_shared<std::promise<std::pair<PlayResult, PlayResult>>>();
+    std::future<std::pair<PlayResult, PlayResult>> plays = done->get_future();
+    std::thread([done, scenario = parsed.scenario] {
+        PlayResult first = Play(scenario, Options());
+        done->set_value({std::move(first), Play(scenario, Options())});
+    }).detach();
+    // A hang guard only: the two plays take well under a second.
+    ASSERT_EQ(plays.wait_for(std::chrono::minutes(2)), std::future_status::ready) << "the play hangs";
+    const auto [first, second] = plays.get();
+    ASSERT_TRUE(first.fatal.empty()) << first.fatal;
+    EXPECT_EQ(first.failedCalls, 0);
+    EXPECT_EQ(TraceText(first), TraceText(second));
+    // Status calls follow one another a millisecond apart, except once: the
+    // one that fell in the pause is made at its end and finds the effect stopped.
+    std::vector<const CallMark*> status;
+    for (const CallMark& c : first.calls)
+        if (c.function == "GetEffectStatus") status.push_back(&c);
+    ASSERT_EQ(status.size(), 90u);
+    int jumps = 0;
+    for (size_t i = 1; i < status.size(); ++i) {
+        const std::uint32_t gap = status[i]->timeMs - status[i - 1]->timeMs;
+        if (gap == 1) continue;
+        ++jumps;
+        EXPECT_GT(gap, 1u);
+        EXPECT_LE(gap, 9u);
+        EXPECT_TRUE(Contains(first.trace, std::to_string(status[i]->timeMs) + " ms  CALL GetEffectStatus(push, handle 1) -> S_OK, not playing"));
+        EXPECT_TRUE(Contains(first.trace, std::to_string(status[i - 1]->timeMs) + " ms  CALL GetEffectStatus(push, handle 1) -> S_OK, playing"));
+    }
+    EXPECT_EQ(jumps, 1);
 }
 
 TEST(PlayerTest, RealtimeRunCompletesAndWritesReports) {

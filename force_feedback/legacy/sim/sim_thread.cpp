@@ -326,7 +326,8 @@ void CSimThread::AssignHardwareSlot(unsigned p, LONG newSlot, DWORD, LONG* remem
 
 LONG CSimThread::GetRawPosition(int axis) { return m_position[axis == 0 ? 0 : 1]; }
 LONG CSimThread::GetFilteredVelocity(int axis) { return m_velocity[axis == 0 ? 0 : 1]; }
-void CSimThread::Sleep(DWORD milliseconds) { platform::SimSleep(milliseconds, /*alertable=*/false); }
+// Effects sleep here during the pass, with the device mutex held.
+void CSimThread::Sleep(DWORD milliseconds) { platform::SimSleepHoldingLock(milliseconds); }
 
 LONG CSimThread::GetSpringStrength() {
     const CGlobalData* s = m_device.GetSettingsView();

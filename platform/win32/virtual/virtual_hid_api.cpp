@@ -82,5 +82,6 @@ int32_t FfdrvVirtualClockUseVirtual(uint32_t) { return FFDRV_VIRTUAL_E_UNSUPPORT
 int32_t FfdrvVirtualClockUseReal(void) { return FFDRV_VIRTUAL_OK; }
 uint32_t FfdrvVirtualClockNow(void) { return platform::SimTimeMs(); }
 int32_t FfdrvVirtualClockAdvance(uint32_t) { return FFDRV_VIRTUAL_E_UNSUPPORTED; }
+int32_t FfdrvVirtualClockLockHeldUntil(uint32_t*) { return 0; }
 
 }  // extern "C"
