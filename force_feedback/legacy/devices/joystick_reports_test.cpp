@@ -1,4 +1,6 @@
-// The two-axis joystick force report step.
+// The two-axis joystick force report step where the end-to-end session in
+// joystick_e2e_portable_test.cpp does not reach: send-on-change with both
+// axes forced, and the byte range.
 #include "force_feedback/legacy/devices/joystick_reports.h"
 
 #include <gtest/gtest.h>
@@ -21,22 +23,10 @@ protected:
     JoystickForceOutput output;
 };
 
-TEST_F(JoystickForceOutputTest, FullForwardPullSendsMirroredY) {
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x80, 0xFF, 0x00, 0x00, 0}), Pass(0, -127));
-}
-
 TEST_F(JoystickForceOutputTest, ChangeOfYAloneIsSent) {
     ASSERT_FALSE(Pass(10, 0).empty());
     EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x8A, 0x76, 0x00, 0x00, 0}), Pass(10, 10));
     EXPECT_TRUE(Pass(10, 10).empty());
-}
-
-TEST_F(JoystickForceOutputTest, BothAxesCentredSendForceOff) {
-    EXPECT_EQ((Bytes{0x00, 0x53, 0, 0, 0, 0, 0, 0}), Pass(0, 0));
-}
-
-TEST_F(JoystickForceOutputTest, OnlyXCentredStillSendsForce) {
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x80, 0x7F, 0x00, 0x00, 0}), Pass(0, 1));
 }
 
 TEST_F(JoystickForceOutputTest, ByteRangeAppliesToBothAxes) {
