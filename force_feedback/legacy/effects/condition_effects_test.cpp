@@ -25,89 +25,107 @@ protected:
         effect.Start(0, 1);
         return Tick(effect, 8);
     }
-    template <typename Case>
-    void PlayLaw(const Case& c) {
-        SCOPED_TRACE(c.name);
-        host.position[0] = c.position;
-        host.velocity[0] = c.velocity;
-        host.springStrength = c.hostStrength;
-        if (c.wideCalibration) host.rawCalibration = CalibrationRecord{{{0, 1000, 2000}, {0, 1000, 2000}}};
-        if (c.noCalibration) host.rawCalibration.reset();
-        if (c.strength != 0) effect.SetStrengthSource(&c.strength);
-        EXPECT_EQ(c.expected, Play({c.condition}, c.gain).x);
-    }
     FakeEffectHost host;
     T effect;
     EffectBlock block;
 };
 
 using HostSpringTest = HostConditionTest<CSimulatedSpringEffect>;
+
+TEST_F(HostSpringTest, FullDeflectionDividesBySpanPlusOne) {
+    // P = 255: span 128, d = 127 * 10000 / 129 = 9845; g = 4 * 9845 * 2500 / 10000.
+    host.position[0] = 255;
+    const Force f = Play({Condition(2500, 2500)});
+    EXPECT_EQ(125, f.x);  // 9845 * 127 / 10000 = 125.03 (9922 would give 126)
+    EXPECT_EQ(0, f.summingClass);  // springs go to the sum the boost curve leaves alone
+}
+
+TEST_F(HostSpringTest, NegativeSideUsesTheLowerSpan) {
+    host.position[0] = 0;  // span 129, d = -128 * 10000 / 130 = -9846
+    EXPECT_EQ(-125, Play({Condition(0, 2500)}).x);
+}
+
+TEST_F(HostSpringTest, PositionOutsideCalibrationIsClamped) {
+    host.position[0] = 100000;
+    EXPECT_EQ(125, Play({Condition(2500, 2500)}).x);
+}
+
+TEST_F(HostSpringTest, SaturationLimitsTheForce) {
+    host.position[0] = 255;
+    EXPECT_EQ(25, Play({Condition(10000, 10000, /*posSaturation=*/2000)}).x);  // 2000 * 127 / 10000
+}
+
+// Inside the dead band there is no force, and an exact zero x becomes 1:
+// intentional, keep.
+TEST_F(HostSpringTest, DisplacementInsideTheDeadBandGivesNoForce) {
+    host.rawCalibration = CalibrationRecord{{{0, 1000, 2000}, {0, 1000, 2000}}};
+    host.position[0] = 1040;  // d = 40 * 10000 / 1002 = 399, band -500..500
+    EXPECT_EQ(1, Play({Condition(10000, 10000, 10000, 10000, 0, 1000)}).x);
+}
+
+TEST_F(HostSpringTest, DisplacementPastTheBandCountsFromTheEdge) {
+    host.rawCalibration = CalibrationRecord{{{0, 1000, 2000}, {0, 1000, 2000}}};
+    host.position[0] = 1100;  // d = 998, e = 498, g = 1992
+    EXPECT_EQ(25, Play({Condition(10000, 10000, 10000, 10000, 0, 1000)}).x);
+}
+
+TEST_F(HostSpringTest, NoCalibrationMeansNoDisplacement) {
+    host.rawCalibration.reset();
+    host.position[0] = 255;
+    EXPECT_EQ(1, Play({Condition(10000, 10000)}).x);
+}
+
+// The zero-saturation rule runs after scaling: saturation 0 at strength 5000
+// stays unlimited (10000), not 5000.
+TEST_F(HostSpringTest, ZeroSaturationStaysUnlimitedAfterStrengthScaling) {
+    const LONG strength = 5000;
+    effect.SetStrengthSource(&strength);
+    host.position[0] = 255;
+    // k = 5000 after scaling: g = 4 * 9845 * 5000 / 10000 = 19690, limit 10000.
+    EXPECT_EQ(127, Play({Condition(10000, 10000, /*posSaturation=*/0)}).x);
+}
+
+TEST_F(HostSpringTest, StrengthScalesCoefficientsAndSaturations) {
+    const LONG strength = 5000;
+    effect.SetStrengthSource(&strength);
+    host.position[0] = 255;
+    // Saturation 4000 -> 2000.
+    EXPECT_EQ(25, Play({Condition(10000, 10000, 4000)}).x);
+}
+
+TEST_F(HostSpringTest, WithoutStrengthSourceTheHostSettingApplies) {
+    host.springStrength = 5000;
+    host.position[0] = 255;
+    EXPECT_EQ(25, Play({Condition(10000, 10000, 4000)}).x);
+}
+
+TEST_F(HostSpringTest, CoefficientsAreClampedToFullScaleAfterScaling) {
+    const LONG strength = 15000;
+    effect.SetStrengthSource(&strength);
+    host.position[0] = 255;
+    // 2000 * 1.5 = 3000 vs 8000 * 1.5 -> 10000: g = 4 * 9845 = 39380 -> saturation 3000 limits.
+    EXPECT_EQ(38, Play({Condition(8000, 8000, 2000)}).x);  // 3000 * 127 / 10000 = 38.1
+}
+
 using HostDamperTest = HostConditionTest<CSimulatedDamperEffect>;
 
-// One played X force per row: the stick, the settings the law reads and the
-// force it must give. A strength of 0 leaves the effect without a strength
-// source, so the host setting applies.
-struct LawCase {
-    const char* name;
-    DICONDITION condition;
-    LONG position = 255;
-    LONG velocity = 0;
-    LONG strength = 0;
-    LONG hostStrength = 10000;
-    DWORD gain = 10000;
-    bool wideCalibration = false;  // 0, 1000, 2000 instead of 0, 128, 255
-    bool noCalibration = false;
-    LONG expected = 0;
-};
+TEST_F(HostDamperTest, ForceFollowsVelocityAndTruncates) {
+    host.velocity[0] = 65536;  // 1.0
+    EXPECT_EQ(20, Play({Condition(10000, 0)}).x);  // 10000 * 65536 * 20 / 655360000
+}
 
-class HostSpringLawTest : public HostSpringTest, public ::testing::WithParamInterface<LawCase> {};
-class HostDamperLawTest : public HostDamperTest, public ::testing::WithParamInterface<LawCase> {};
-TEST_P(HostSpringLawTest, Force) { PlayLaw(GetParam()); }
-TEST_P(HostDamperLawTest, Force) { PlayLaw(GetParam()); }
-auto LawName = [](const auto& info) { return std::string(info.param.name); };
+TEST_F(HostDamperTest, DivisionTruncatesTowardZero) {
+    host.velocity[0] = -65536;
+    EXPECT_EQ(-6, Play({Condition(0, 3333)}).x);  // -6.67 (MulDiv would give -7)
+}
 
-// Spring at P = 255: span 128, d = 127 * 10000 / 129 = 9845, g = 4 * d * k / 10000.
-INSTANTIATE_TEST_SUITE_P(
-    Laws, HostSpringLawTest,
-    ::testing::Values(
-        // 9845 * 127 / 10000 = 125.03 (9922, span without the +1, would give 126).
-        LawCase{.name = "FullDeflectionDividesBySpanPlusOne", .condition = Condition(2500, 2500), .expected = 125},
-        // span 129, d = -128 * 10000 / 130 = -9846.
-        LawCase{.name = "NegativeSideUsesTheLowerSpan", .condition = Condition(0, 2500), .position = 0, .expected = -125},
-        LawCase{.name = "PositionOutsideCalibrationIsClamped", .condition = Condition(2500, 2500), .position = 100000, .expected = 125},
-        LawCase{.name = "SaturationLimitsTheForce", .condition = Condition(10000, 10000, 2000), .expected = 25},  // 2000 * 127 / 10000
-        // d = 40 * 10000 / 1002 = 399, band -500..500; an exact zero x becomes 1: intentional, keep.
-        LawCase{.name = "InsideTheDeadBandGivesNoForce", .condition = Condition(10000, 10000, 10000, 10000, 0, 1000), .position = 1040,
-                .wideCalibration = true, .expected = 1},
-        // d = 998, e = 498, g = 1992.
-        LawCase{.name = "PastTheBandCountsFromTheEdge", .condition = Condition(10000, 10000, 10000, 10000, 0, 1000), .position = 1100,
-                .wideCalibration = true, .expected = 25},
-        LawCase{.name = "NoCalibrationMeansNoDisplacement", .condition = Condition(10000, 10000), .noCalibration = true, .expected = 1},
-        // The zero-saturation rule runs after scaling: g = 19690, limited to 10000, not 5000.
-        LawCase{.name = "ZeroSaturationStaysUnlimitedAfterScaling", .condition = Condition(10000, 10000, 0), .strength = 5000,
-                .expected = 127},
-        LawCase{.name = "StrengthScalesSaturations", .condition = Condition(10000, 10000, 4000), .strength = 5000, .expected = 25},
-        LawCase{.name = "WithoutStrengthSourceTheHostSettingApplies", .condition = Condition(10000, 10000, 4000), .hostStrength = 5000,
-                .expected = 25},
-        // 8000 * 1.5 -> 10000: g = 39380, saturation 2000 * 1.5 = 3000 limits: 38.1.
-        LawCase{.name = "CoefficientsAreClampedAfterScaling", .condition = Condition(8000, 8000, 2000), .strength = 15000,
-                .expected = 38}),
-    LawName);
+TEST_F(HostDamperTest, GainScalesTheCoefficient) {
+    host.velocity[0] = 3 * 65536;
+    EXPECT_EQ(30, Play({Condition(10000, 0)}, /*gain=*/5000).x);
+}
 
-// Damper: force = k * v * 20 / 655360000, v in 16.16.
-INSTANTIATE_TEST_SUITE_P(
-    Laws, HostDamperLawTest,
-    ::testing::Values(LawCase{.name = "FollowsVelocityAndTruncates", .condition = Condition(10000, 0), .position = 128, .velocity = 65536, .expected = 20},
-                      // -6.67 (MulDiv would give -7).
-                      LawCase{.name = "DivisionTruncatesTowardZero", .condition = Condition(0, 3333), .position = 128, .velocity = -65536, .expected = -6},
-                      LawCase{.name = "GainScalesTheCoefficient", .condition = Condition(10000, 0), .position = 128, .velocity = 3 * 65536, .gain = 5000,
-                              .expected = 30},
-                      LawCase{.name = "StillAxisReportsOneNotZero", .condition = Condition(10000, 10000), .position = 128, .expected = 1}),
-    LawName);
-
-TEST_F(HostSpringTest, SpringsGoToTheSumTheBoostCurveLeavesAlone) {
-    host.position[0] = 255;
-    EXPECT_EQ(0, Play({Condition(2500, 2500)}).summingClass);
+TEST_F(HostDamperTest, StillAxisReportsOneNotZero) {
+    EXPECT_EQ(1, Play({Condition(10000, 10000)}).x);
 }
 
 // Axis choice, observed with a damper: axis 0 moves at 1.0 and axis 1 at 3.0,
