@@ -177,16 +177,6 @@ TEST(RumbleDecodeTest, LayoutAAndLayoutB) {
     EXPECT_EQ(b.Motor(1), 0);
 }
 
-TEST(FamilyTableTest, EveryModelHasItsFamily) {
-    EXPECT_EQ(FamilyOf(Model::Dastrin), EmulatedFamily::kLowResWheel);
-    EXPECT_EQ(FamilyOf(Model::Ravik), EmulatedFamily::kLowResWheel);
-    EXPECT_EQ(FamilyOf(Model::Prazen), EmulatedFamily::kHiResWheel);
-    EXPECT_EQ(FamilyOf(Model::Oskra), EmulatedFamily::kLowResJoystick);
-    EXPECT_EQ(FamilyOf(Model::Karvona), EmulatedFamily::kKarvona);
-    EXPECT_EQ(FamilyOf(Model::Tollund), EmulatedFamily::kRumbleA);
-    EXPECT_EQ(FamilyOf(Model::Lumisk), EmulatedFamily::kRumbleB);
-}
-
 void Advance(CHardwareEmulator& e, int ms) {
     for (int i = 0; i < ms; ++i) e.Step(0.001);
 }

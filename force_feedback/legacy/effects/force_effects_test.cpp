@@ -1,4 +1,6 @@
-// Force laws of constant, ramp, periodic and custom effects, tick by tick.
+// Force laws of constant, ramp and periodic effects, tick by tick, where the
+// pass-by-pass reports of wheel_effects_e2e_portable_test.cpp do not reach:
+// odd periods, phase changes, offsets, clamps and an endless ramp.
 #include <cmath>
 #include <memory>
 
@@ -47,38 +49,11 @@ protected:
     EffectBlock block;
 };
 
-TEST_F(RampTest, CrossesZeroHalfwayThroughItsDuration) {
-    Download(1000, -10000, 10000);
-    Force f;
-    for (int i = 0; i < 25; ++i) f = Tick(effect, 10);
-    EXPECT_EQ(-63, f.x);  // 250 ms: -5000
-    for (int i = 0; i < 25; ++i) f = Tick(effect, 10);
-    EXPECT_EQ(0, f.x);  // 500 ms: 0
-    for (int i = 0; i < 50; ++i) f = Tick(effect, 10);
-    EXPECT_EQ(127, f.x);  // 1000 ms: 10000
-}
-
 // An infinite duration divides by -1: the ramp runs backwards: intentional, keep.
 TEST_F(RampTest, InfiniteDurationRunsBackwardsWithoutEnd) {
     Download(kInfinite, 0, 100);
     EXPECT_EQ(-10, Tick(effect, 8).x);   // 0 + 100 * 8 / -1 = -800
     EXPECT_EQ(-20, Tick(effect, 8).x);   // -1600
-}
-
-TEST(CustomForceTest, IsTimedButProducesNoForce) {
-    CCustomEffect effect;
-    EffectBlock block;
-    LONG samples[4] = {10000, 10000, 10000, 10000};
-    ASSERT_EQ(S_OK, effect.SetParameters(
-                        kAllParams, block.Polar(9000).DurationMs(40).Params(DICUSTOMFORCE{1, 10000, 4, samples}).Get()));
-    effect.Start(0, 1);
-    for (int i = 1; i <= 5; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(Force{}, Tick(effect, 8));
-        EXPECT_TRUE(effect.IsPlaying());
-    }
-    Tick(effect, 8);
-    EXPECT_FALSE(effect.IsPlaying());
 }
 
 // Periodic effects at full magnitude and gain, direction north.

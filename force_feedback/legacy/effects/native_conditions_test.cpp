@@ -37,17 +37,6 @@ protected:
     EffectBlock block;
 };
 
-// Wheel edges: span 32768, h = MulDiv(1000, 65535, 10000) / 2 = 3277; lower
-// (32768 - 3277) >> 5 = 921, upper 36045 >> 5 = 1126. Bytes 2 and 3 carry
-// bits 10..3 (115, 140); byte 5: upper bits 2..0 (6) at 7..5, s+ 0, lower
-// bits 2..0 (1) at 3..1, s- 1. Coefficients 15 and 7.5 -> 8.
-TEST_F(NativeConditionTest, HiResWheelSpringCommand) {
-    CHiResWheelSpringEffect spring;
-    Play(spring, {kSpring});
-    ASSERT_EQ(1u, host.queued.size());
-    EXPECT_EQ(Command({0x41, 0x0B, 115, 140, 0xF8, 0xC3, 255}), host.queued[0]);
-}
-
 TEST_F(NativeConditionTest, WheelSlotsAnswerToBitsFiveToSeven) {
     for (LONG slot : {0, 1, 2}) {
         SCOPED_TRACE(slot);
@@ -103,12 +92,17 @@ TEST_F(NativeConditionTest, UnchangedCommandsAreNotResent) {
     EXPECT_EQ(0x84, host.queued[1][4]);  // k+ 5000 -> 7.5 -> 8, k- -2500 -> 3.75 -> 4
 }
 
-TEST_F(NativeConditionTest, StopSendsTheStopByteOnceOverTheLastCommand) {
+// Wheel edges: span 32768, h = MulDiv(1000, 65535, 10000) / 2 = 3277; lower
+// (32768 - 3277) >> 5 = 921, upper 36045 >> 5 = 1126. Bytes 2 and 3 carry
+// bits 10..3 (115, 140); byte 5: upper bits 2..0 (6) at 7..5, s+ 0, lower
+// bits 2..0 (1) at 3..1, s- 1. Coefficients 15 and 7.5 -> 8.
+TEST_F(NativeConditionTest, HiResWheelSpringCommandAndItsStopSentOnce) {
     CHiResWheelSpringEffect spring;
     Play(spring, {kSpring});
     spring.Stop();
     spring.Stop();
     ASSERT_EQ(2u, host.queued.size());
+    EXPECT_EQ(Command({0x41, 0x0B, 115, 140, 0xF8, 0xC3, 255}), host.queued[0]);
     EXPECT_EQ(Command({0x43, 0x0B, 115, 140, 0xF8, 0xC3, 255}), host.queued[1]);
 }
 
@@ -146,13 +140,6 @@ TEST_F(NativeConditionTest, WheelPlaysOnlyTheConditionChosenForX) {
     Play(spring, {kSpring}, {kAxisX, kAxisY}, {0, 5});  // chosen for Y
     ASSERT_EQ(1u, host.queued.size());
     EXPECT_EQ(Command({0x43}), host.queued[0]);
-}
-
-TEST(SpringDamperBaseTest, BaseClassesDoNotSend) {
-    struct Spring : CSpringEffect {} spring;
-    struct Damper : CDamperEffect {} damper;
-    EXPECT_EQ(E_NOTIMPL, spring.SendCondition(0, nullptr, 0, 0, 0));
-    EXPECT_EQ(E_NOTIMPL, damper.SendCondition(0, nullptr, 0, 0, 0));
 }
 
 class KarvonaConditionTest : public NativeConditionTest {};
