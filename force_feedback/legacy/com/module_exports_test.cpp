@@ -37,16 +37,4 @@ TEST_F(ModuleExports, EveryModelDriverAnswersGetVersionsThroughItsFactory) {
     }
 }
 
-TEST_F(ModuleExports, InterfaceOtherThanTheFactoryIsRefused) {
-    void* ppv = reinterpret_cast<void*>(1);
-    EXPECT_EQ(m_module.getClassObject(kClassTable[2].clsid, IID_IUnknown, &ppv), E_NOINTERFACE);
-    EXPECT_EQ(ppv, nullptr);
-    EXPECT_EQ(m_module.canUnloadNow(), S_OK);
-}
-
-TEST_F(ModuleExports, NullOutPointerIsRefused) {
-    EXPECT_EQ(m_module.getClassObject(kClassTable[2].clsid, IID_IClassFactory, nullptr), E_POINTER);
-    EXPECT_EQ(m_module.canUnloadNow(), S_OK);
-}
-
 }  // namespace

@@ -17,6 +17,7 @@
 #include "force_feedback/legacy/sim/karvona_sim_thread.h"
 #include "force_feedback/legacy/sim/rumble_sim_thread.h"
 #include "force_feedback/legacy/sim/wheel_sim_thread.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
 namespace {
@@ -46,18 +47,11 @@ const LastPassCase kCases[] = {
      [](CVDevice& d) { return std::make_unique<CZorvelRumbleSimThread>(d, RumbleLayout::A); }},
 };
 
-FfdrvVirtualDevice DeviceOf(Model model) {
-    FfdrvVirtualDevice d = VirtualWheel(kJoystick);
-    d.vendorId = kVendorId;
-    d.productId = Product(model).productId;
-    return d;
-}
-
 class LastPassTest : public ::testing::TestWithParam<LastPassCase> {};
 
 TEST_P(LastPassTest, AThreadStoppedBeforeItsFirstPassLeavesNoRequestInFlight) {
     const LastPassCase& c = GetParam();
-    PluggedDevice plug(DeviceOf(c.model));
+    PluggedDevice plug(DriverHost::DeviceOf(c.model, kJoystick));
     ASSERT_EQ(plug.Result(), FFDRV_VIRTUAL_OK);
     std::unique_ptr<CVDevice> device = c.makeDevice();
     ASSERT_EQ(device->Open(kJoystick), S_OK);
@@ -74,7 +68,7 @@ TEST_P(LastPassTest, AThreadStoppedBeforeItsFirstPassLeavesNoRequestInFlight) {
 
 TEST_P(LastPassTest, ALastPassAfterRunningPassesCancelsTheReadItHadOut) {
     const LastPassCase& c = GetParam();
-    PluggedDevice plug(DeviceOf(c.model));
+    PluggedDevice plug(DriverHost::DeviceOf(c.model, kJoystick));
     ASSERT_EQ(plug.Result(), FFDRV_VIRTUAL_OK);
     std::unique_ptr<CVDevice> device = c.makeDevice();
     ASSERT_EQ(device->Open(kJoystick), S_OK);

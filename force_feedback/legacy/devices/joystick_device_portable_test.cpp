@@ -1,7 +1,7 @@
 // The joystick families on a virtual stick in virtual time: centring rules
 // reaching the stick (strength, the low-resolution 5/6 swap, the centring
-// flag), settings entry checks, trigger buttons through the polled input
-// read, and the Karvona stick's axis blocks. Expected bytes come from the
+// flag), settings entry checks and the Karvona stick's axis blocks (trigger
+// buttons through the polled read are in the joystick effects suite). Expected bytes come from the
 // command tables and the models' centring ranges (Ferolla k 0/10/15,
 // s 0/100/255; Oskra k 0/4/5, s 0/100/101).
 #include "force_feedback/legacy/devices/joystick_device.h"
@@ -20,9 +20,7 @@
 namespace {
 
 constexpr std::uint32_t kJoystick = 11;
-constexpr DWORD kPassMs = 8;
-constexpr DWORD kTriggerButton = 3;
-
+constexpr DWORD kPassMs = DriverHost::kPassMs;
 
 std::vector<BYTE> Command(std::initializer_list<BYTE> bytes) { return bytes; }
 
@@ -160,27 +158,6 @@ TEST_F(FerollaTest, FullQueueDropsCentringCommandsWithoutBlocking) {
         SCOPED_TRACE(i);
         EXPECT_EQ(commands[i], i % 2 == 0 ? Command({0xFE, 0x0D, 10, 10, 100}) : Command({0xF4}));
     }
-}
-
-TEST_F(FerollaTest, TriggerButtonPressStartsTheEffectThroughThePolledRead) {
-    Open();
-    ASSERT_EQ(m_device->SendForceFeedbackCommand(DISFFC_SETACTUATORSON), S_OK);
-    Advance(4 * kPassMs);
-    Commands();
-    EffectBlock block;
-    block.Params(DICONSTANTFORCE{10000}).Cartesian({kAxisX}, {1});
-    block.effect.dwTriggerButton = kTriggerButton << 8;
-    DWORD handle = 0;
-    ASSERT_EQ(m_device->DownloadEffect(kEffectConstant, &handle, block.Get(), kAllParams), S_OK);
-    Advance(4 * kPassMs);
-    EXPECT_TRUE(Commands().empty());
-    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 1u << kTriggerButton), FFDRV_VIRTUAL_OK);
-    Advance(4 * kPassMs);
-    EXPECT_EQ(Commands(), (std::vector<std::vector<BYTE>>{Command({0x51, 0x08, 0xFF, 0x80})}));
-    // Releasing stops an effect without an end of its own.
-    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 0), FFDRV_VIRTUAL_OK);
-    Advance(4 * kPassMs);
-    EXPECT_EQ(Commands(), (std::vector<std::vector<BYTE>>{Command({0x53})}));
 }
 
 TEST_F(KarvonaTest, CentringAtFullStrengthWritesCoefficientFifty) {

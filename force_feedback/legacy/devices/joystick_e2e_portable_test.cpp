@@ -21,8 +21,6 @@ struct StickCase {
     const char* name;
     int classIndex;
     Model model;
-    std::uint16_t outputLength;
-    BYTE reportId;
     BYTE selector;  // centring parameters of the resolution
     BYTE k;         // centring coefficient and saturation at 100 %
     BYTE s;
@@ -32,16 +30,19 @@ struct StickCase {
 
 // The Nimbal driver opens an Oskra stick.
 const StickCase kSticks[] = {
-    {"Ferolla", 13, Model::Ferolla, 65, 0x00, 0x0D, 10, 100, 0x0B, 0xFF},
-    {"Tavrin", 4, Model::Tavrin, 65, 0x00, 0x0D, 11, 217, 0x0B, 0xFF},
-    {"Nimbal", 1, Model::Oskra, 65, 0x00, 0x03, 4, 100, 0x01, 0x77},
+    {"Ferolla", 13, Model::Ferolla, 0x0D, 10, 100, 0x0B, 0xFF},
+    {"Tavrin", 4, Model::Tavrin, 0x0D, 11, 217, 0x0B, 0xFF},
+    {"Nimbal", 1, Model::Oskra, 0x03, 4, 100, 0x01, 0x77},
 };
+
+// The sticks' 65-byte output report, report ID 0.
+std::vector<BYTE> Out(std::initializer_list<BYTE> command) { return Output(65, 0x00, command); }
 
 class JoystickE2ETest : public ::testing::TestWithParam<StickCase> {};
 
 TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
     const StickCase& c = GetParam();
-    StickSession session(c.classIndex, c.model, c.outputLength);
+    StickSession session(c.classIndex, c.model);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);
@@ -57,20 +58,18 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
     session.Advance(300);
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
 
-    const std::size_t n = c.outputLength;
-    const BYTE id = c.reportId;
     const auto reports = session.Reports();
     ExpectReports(reports, {
-                               {kOutput, Output(n, id, {0x53})},  // first pass: the stick starts unforced
-                               {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
-                               {kOutput, Output(n, id, {0xF4})},
-                               {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
-                               {kOutput, Output(n, id, {0xF5})},
-                               {kOutput, Output(n, id, {0x51, 0x08, 0x01, 0x80, 0x00, 0x00})},  // x = -127
-                               {kOutput, Output(n, id, {0x51, 0x08, 0x01, 0xFF, 0x00, 0x00})},  // y = -127 too
-                               {kOutput, Output(n, id, {0x51, 0x08, 0x80, 0xFF, 0x00, 0x00})},  // x ended
-                               {kOutput, Output(n, id, {0x53})},                                // y ended
-                               {kOutput, Output(n, id, {0xF3})},
+                               {kOutput, Out({0x53})},  // first pass: the stick starts unforced
+                               {kOutput, Out({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                               {kOutput, Out({0xF4})},
+                               {kOutput, Out({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                               {kOutput, Out({0xF5})},
+                               {kOutput, Out({0x51, 0x08, 0x01, 0x80, 0x00, 0x00})},  // x = -127
+                               {kOutput, Out({0x51, 0x08, 0x01, 0xFF, 0x00, 0x00})},  // y = -127 too
+                               {kOutput, Out({0x51, 0x08, 0x80, 0xFF, 0x00, 0x00})},  // x ended
+                               {kOutput, Out({0x53})},                                // y ended
+                               {kOutput, Out({0xF3})},
                            });
     if (reports.size() == 10) {
         EXPECT_LE(reports[5].timeMs - startedAt, 2 * kPassMs);
@@ -87,7 +86,7 @@ TEST_P(JoystickE2ETest, SessionSendsCentringForcesAndTheResetCommand) {
 // clip MulDiv(10000, 255, 10000) = 0xFF; no sign bits.
 TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
     const StickCase& c = GetParam();
-    StickSession session(c.classIndex, c.model, c.outputLength);
+    StickSession session(c.classIndex, c.model);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);
@@ -100,19 +99,17 @@ TEST_P(JoystickE2ETest, NativeSpringGoesOutAsConditionCommands) {
     session.Advance(10 * kPassMs);
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, FALSE, 0, nullptr), S_OK);
 
-    const std::size_t n = c.outputLength;
-    const BYTE id = c.reportId;
     const BYTE k = c.springCoefficients;
     ExpectReports(session.Reports(),
                   {
-                      {kOutput, Output(n, id, {0x53})},
+                      {kOutput, Out({0x53})},
                       // starting the effect switched the actuators on first
-                      {kOutput, Output(n, id, {0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
-                      {kOutput, Output(n, id, {0xF5})},
-                      {kOutput, Output(n, id, {0x21, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
-                      {kOutput, Output(n, id, {0x83, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
-                      {kOutput, Output(n, id, {0x23, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
-                      {kOutput, Output(n, id, {0xF3})},
+                      {kOutput, Out({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00})},
+                      {kOutput, Out({0xF5})},
+                      {kOutput, Out({0x21, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Out({0x83, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Out({0x23, c.springType, 0x80, 0x80, k, 0x00, 0xFF})},
+                      {kOutput, Out({0xF3})},
                   });
 }
 
@@ -146,7 +143,7 @@ std::vector<BYTE> KarvonaReport(LONG xWord, LONG yWord, bool centring) {
 class KarvonaE2ETest : public JoystickE2ETest {};
 
 TEST_F(KarvonaE2ETest, SessionSendsChangedReportsOnlyAndReleasesTheStick) {
-    StickSession session(kKarvonaIndex, Model::Karvona, kKarvonaLength);
+    StickSession session(kKarvonaIndex, Model::Karvona);
     ASSERT_TRUE(session.Ready());
     ASSERT_EQ(session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr), S_OK);
     session.Advance(3 * kPassMs);  // nothing changed yet: nothing sent

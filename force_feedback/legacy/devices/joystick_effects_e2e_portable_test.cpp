@@ -48,15 +48,14 @@ struct StickModel {
     const char* name;
     int classIndex;
     Model model;
-    std::uint16_t outputLength;
     Wire wire;
     DWORD gain;  // device gain that leaves the summed force unscaled
 };
 
 // The Nimbal driver opens the low-resolution Oskra stick.
-const StickModel kFerolla{"Ferolla", 13, Model::Ferolla, kStickLength, Wire::kStick, kKneeGain};
-const StickModel kOskra{"Oskra", 1, Model::Oskra, kStickLength, Wire::kStick, kKneeGain};
-const StickModel kKarvona{"Karvona", kKarvonaIndex, Model::Karvona, kKarvonaLength, Wire::kKarvona, kFullGain};
+const StickModel kFerolla{"Ferolla", 13, Model::Ferolla, Wire::kStick, kKneeGain};
+const StickModel kOskra{"Oskra", 1, Model::Oskra, Wire::kStick, kKneeGain};
+const StickModel kKarvona{"Karvona", kKarvonaIndex, Model::Karvona, Wire::kKarvona, kFullGain};
 
 // A force report: the time after the first one, and the summed x and y.
 struct Step {
@@ -92,7 +91,7 @@ std::vector<BYTE> ForceReport(Wire wire, LONG x, LONG y) {
 // model's gain set and the recorded reports cleared.
 class ReadySession {
 public:
-    explicit ReadySession(const StickModel& m) : m_session(m.classIndex, m.model, m.outputLength) {
+    explicit ReadySession(const StickModel& m) : m_session(m.classIndex, m.model) {
         if (!m_session.Ready()) return;
         m_open = m_session->DeviceID(kDirectInputVersion, kJoystick, TRUE, 0, nullptr) == S_OK;
         EXPECT_TRUE(m_open);

@@ -1,4 +1,5 @@
-// The rumble device's settings indices and what its thread writes on a
+// The rumble device's settings through its model block (the family's index
+// rules are the settings field table's) and what its thread writes on a
 // virtual pad: the motor combination switch, the byte range, the report
 // queue and the bare family class. Report bytes are written out from the
 // layout A table (report ID 0, 0x51 at byte 1, motor A at 3, motor B at 5).
@@ -11,6 +12,7 @@
 #include "force_feedback/legacy/effects/effect_test_support.h"
 #include "force_feedback/legacy/settings/global_data.h"
 #include "force_feedback/legacy/settings/model_global_data.h"
+#include "force_feedback/legacy/testing/driver_host.h"
 #include "force_feedback/legacy/testing/recorded_reports.h"
 #include "force_feedback/legacy/testing/virtual_clock.h"
 
@@ -18,45 +20,6 @@ namespace {
 
 constexpr std::uint32_t kJoystick = 11;
 constexpr unsigned kReportLength = 65;
-
-struct SettingCase {
-    const char* name;
-    DWORD index;
-    DWORD value;
-    HRESULT setResult;
-    HRESULT getResult;
-    DWORD defaultValue;  // GetSetting on a device without settings
-};
-
-class RumbleSettingsWithoutSettingsTest : public ::testing::TestWithParam<SettingCase> {};
-
-TEST_P(RumbleSettingsWithoutSettingsTest, AnswersTheFamilyDefaultAndStoresNothing) {
-    const SettingCase& c = GetParam();
-    CVRumbleDevice device;
-    SVJOYFORCEPARAM set{c.index, 0, c.value};
-    EXPECT_EQ(device.SetSetting(&set), c.setResult);
-    SVJOYFORCEPARAM get{c.index, 1, 0xDEADBEEF};
-    EXPECT_EQ(device.GetSetting(&get), c.getResult);
-    EXPECT_EQ(get.dwValue, c.getResult == S_OK ? c.defaultValue : 0xDEADBEEF);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Indices, RumbleSettingsWithoutSettingsTest,
-    ::testing::Values(SettingCase{"OverallAtLimit", 0, 15000, S_OK, S_OK, 10000},
-                      SettingCase{"OverallAboveLimit", 0, 15001, E_INVALIDARG, S_OK, 10000},
-                      SettingCase{"SpringAboveLimit", 1, 20000, E_INVALIDARG, S_OK, 10000},
-                      SettingCase{"DamperAtLimit", 2, 15000, S_OK, S_OK, 10000},
-                      SettingCase{"NoCenteringSpring", 3, 5000, E_INVALIDARG, E_INVALIDARG, 0},
-                      SettingCase{"ForceEnabled", 4, 0xFFFFFFFF, S_OK, S_OK, 0},
-                      SettingCase{"IndexFive", 5, 1, E_INVALIDARG, E_INVALIDARG, 0},
-                      SettingCase{"BelowRumbleRange", 255, 1, E_INVALIDARG, E_INVALIDARG, 0},
-                      SettingCase{"AmplitudeBasedForce", 256, 1, S_OK, S_OK, 0},
-                      SettingCase{"Threshold", 257, 99999, S_OK, S_OK, 6320},
-                      SettingCase{"DeltaX", 258, 0x1FF, S_OK, S_OK, 0},
-                      SettingCase{"FlipToY", 261, 1, S_OK, S_OK, 0},
-                      SettingCase{"AboveRumbleRange", 262, 1, E_INVALIDARG, E_INVALIDARG, 0},
-                      SettingCase{"Negative", 0xFFFFFFFF, 1, E_INVALIDARG, E_INVALIDARG, 0}),
-    [](const ::testing::TestParamInfo<SettingCase>& info) { return info.param.name; });
 
 TEST(RumbleSettingsTest, NullRecordIsRefused) {
     CVRumbleDevice device;
@@ -124,12 +87,6 @@ protected:
         m_block.SetAmplitudeBasedForce(0, 0, 0);
         m_block.SetDeviceByteRange(0, 255);
     }
-    static FfdrvVirtualDevice Pad() {
-        FfdrvVirtualDevice d = VirtualWheel(kJoystick);
-        d.vendorId = kVendorId;
-        d.productId = Product(Model::Zorvel).productId;
-        return d;
-    }
     void Play(LONG magnitude, bool onY) {
         EffectBlock block;
         block.Params(DICONSTANTFORCE{magnitude}).Cartesian({kAxisX, kAxisY}, {onY ? 0 : 1, onY ? 1 : 0});
@@ -149,7 +106,7 @@ protected:
     }
 
     VirtualClockScope m_clock{30000};
-    PluggedDevice m_plug{Pad()};
+    PluggedDevice m_plug{DriverHost::DeviceOf(Model::Zorvel, kJoystick)};
     CGlobalData m_block;
     CVZorvelRumbleDevice m_pad;
 };

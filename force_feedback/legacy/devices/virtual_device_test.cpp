@@ -304,12 +304,6 @@ TEST_F(VirtualDeviceTest, DisabledForceFeedbackReportsActuatorsOffAndCreatesNoth
     EXPECT_EQ(State().dwLoad, 1u) << "destroy while disabled must not delete";
 }
 
-TEST_F(VirtualDeviceTest, SettingsChangedFollowsTheChangeStamp) {
-    CGlobalData* settings = m_device.GetGlobalData();
-    settings->SetChangeStamp(settings->GetChangeStamp() + 1);
-    EXPECT_TRUE(m_device.SettingsChanged());
-}
-
 TEST_F(VirtualDeviceTest, GainReachesTheSettingsCombinedGain) {
     CGlobalData* settings = m_device.GetGlobalData();
     settings->SetOverallStrength(10000, 0, 0);

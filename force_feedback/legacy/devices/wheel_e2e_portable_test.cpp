@@ -104,10 +104,13 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
         // MulDiv(512, 65535, 1023) = 32800 (32799.53 rounded), >> 5 = 1025 on
         // both edges: bits 10..3 = 0x80, bits 2..0 = 1 in byte 5 at bits 7..5
         // and 3..1 (0x22); coefficients 15 and 15 in one byte; clip 255.
-        const auto reports = Reports();
-        bool found = false;
-        for (const auto& r : reports) found = found || r.bytes == Report({0x21, 0x0B, 0x80, 0x80, 0xFF, 0x22, 0xFF});
-        EXPECT_TRUE(found) << "no spring command for hardware slot 0";
+        // Sent once, and the host adds no force of its own.
+        int commands = 0;
+        for (const auto& r : Reports()) {
+            commands += r.bytes == Report({0x21, 0x0B, 0x80, 0x80, 0xFF, 0x22, 0xFF});
+            EXPECT_NE(r.bytes[1], 0x11) << "a host force beside the hardware spring";
+        }
+        EXPECT_EQ(commands, 1) << "one spring command for hardware slot 0";
 
     } else {
         // Held at the far right (raw 1023 of 0..512..1023) the host spring

@@ -319,17 +319,6 @@ TEST_F(WheelEffectsTest, HardwareSlotsGoToTheThreeLargestLoadsAndMoveWhenOneStop
     Close();
 }
 
-// The Drovik's spring stays in the wheel's hardware.
-TEST_F(WheelEffectsTest, DrovikSpringIsNative) {
-    Prime(kDrovik);
-    EffectBlock block;
-    block.Conditions({DICONDITION{0, 6000, 6000, 10000, 10000, 0}}).Cartesian({kAxisX}, {1});
-    Start(Download(block, kEffectSpring));
-    Advance(3 * kPassMs);
-    ExpectReports(m_mark, {Report({0x21, 0x0B, 0x80, 0x80, 0x99, 0x22, 0xFF})});
-    Close();
-}
-
 // ---------------------------------------------------- simulated conditions
 
 // A host spring on the low-resolution wheel, 2000 on both sides, the

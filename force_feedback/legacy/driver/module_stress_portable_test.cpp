@@ -49,7 +49,7 @@
 
 namespace {
 
-constexpr DWORD kDirectInputVersion = 0x0800;
+constexpr DWORD kDirectInputVersion = DriverHost::kDirectInputVersion;
 constexpr double kDefaultSeconds = 3.0;
 constexpr auto kRoundLength = std::chrono::milliseconds(500);
 constexpr int kCallerThreads = 3;
@@ -745,16 +745,6 @@ protected:
         if (p.dwIndex == 4 && p.dwValue != 1) m_failures.Add("GetParameter(ForceEnabled) read " + std::to_string(p.dwValue));
     }
 
-    ISVJoyForceAPI* NewSettingsApi() {
-        IClassFactory* factory = nullptr;
-        if (FAILED(s_module->getClassObject(CLSID_SVJoyForceAPI, IID_IClassFactory, reinterpret_cast<void**>(&factory))))
-            return nullptr;
-        ISVJoyForceAPI* api = nullptr;
-        factory->CreateInstance(nullptr, IID_ISVJoyForceAPI, reinterpret_cast<void**>(&api));
-        factory->Release();
-        return api;
-    }
-
     void RunRound(unsigned seed, int round, std::chrono::milliseconds length) {
         std::atomic<bool> stop{false};
         std::vector<std::thread> threads;
@@ -787,7 +777,7 @@ protected:
             }
         });
         threads.emplace_back([&, rng = rngFor(11)]() mutable {
-            ISVJoyForceAPI* api = NewSettingsApi();
+            ISVJoyForceAPI* api = m_host.MakeJoyForceApi();
             if (api == nullptr) {
                 m_failures.Add("no ISVJoyForceAPI from the class factory");
                 return;
@@ -798,7 +788,7 @@ protected:
                 // Now and then the tool closes and reopens the interface.
                 if (rng() % 50 == 0) {
                     api->Release();
-                    api = NewSettingsApi();
+                    api = m_host.MakeJoyForceApi();
                     if (api == nullptr) return m_failures.Add("no ISVJoyForceAPI from the class factory");
                 }
                 std::this_thread::yield();
@@ -841,6 +831,7 @@ protected:
     }
 
     static DriverModule* s_module;
+    DriverHost m_host;  // the settings tool's interface, as the suites make it
     settings_test::DeviceKey m_prazenSettings{static_cast<std::uint32_t>(kVendorId) << 16 |
                                               Product(Model::Prazen).productId};
     OrdinaryPriorityScope m_ordinaryPriority;  // for the devices SetUp begins

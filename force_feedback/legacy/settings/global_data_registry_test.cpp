@@ -108,23 +108,6 @@ TEST_F(RegistryTest, LoadedStrengthsRecomputeGainsAndCurve) {
 
 // ---- malformed values ---------------------------------------------------------
 
-TEST_F(RegistryTest, ValuesOfTheWrongSizeAreIgnored) {
-    auto settings = Open(Model::Corrin);
-    const unsigned char eight[8] = {0x10, 0x27, 0, 0, 0, 0, 0, 0};
-    const unsigned char two[2] = {0x88, 0x13};
-    const std::vector<unsigned char> big(5000, 0x01);
-    m_key.Set(L"OverallStrength", reg::kBinary, eight, sizeof eight);
-    m_key.Set(L"SpringStrength", reg::kDword, two, sizeof two);
-    m_key.Set(L"DamperStrength", reg::kBinary, big.data(), static_cast<std::uint32_t>(big.size()));
-    m_key.Set(L"CenteringSpring", reg::kDword, nullptr, 0);
-    settings->SetOverallStrength(1111, 0, 1);
-    settings->LoadFromRegistry();
-    EXPECT_EQ(settings->GetOverallStrength(), 1111u);
-    EXPECT_EQ(settings->GetSpringStrength(), 10000u);
-    EXPECT_EQ(settings->GetDamperStrength(), 10000u);
-    EXPECT_EQ(settings->GetCenteringSpring(), 10000u);
-}
-
 // Four bytes of any type read as a number: the text "1" is 31 00 00 00.
 TEST_F(RegistryTest, TypeIsNotExamined) {
     auto settings = Open(Model::Corrin);
@@ -174,17 +157,6 @@ TEST_P(UnusableValueTest, KeepsTheCurrentValueAndTracesWhy) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, UnusableValueTest, ::testing::ValuesIn(kUnusableCases),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(RegistryTest, OnlySettingsMarkedForLoadingAreRead) {
-    auto settings = Open(Model::Corrin);
-    RawBlock raw(m_id);
-    raw.SetU8(540, 0);  // SpringStrength flags
-    m_key.SetDword(L"SpringStrength", 3000);
-    m_key.SetDword(L"DamperStrength", 3000);
-    settings->LoadFromRegistry();
-    EXPECT_EQ(settings->GetSpringStrength(), 10000u);
-    EXPECT_EQ(settings->GetDamperStrength(), 3000u);
-}
 
 TEST_F(RegistryTest, MissingKeyKeepsEverything) {
     auto settings = Open(Model::Ravik);

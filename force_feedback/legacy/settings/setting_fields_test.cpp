@@ -1,5 +1,5 @@
 // The settings field table, checked from outside: the indices each family
-// accepts, and for every persisted setting that a set lands at its record
+// accepts and reads back (a device without settings answers with these), and for every persisted setting that a set lands at its record
 // offset, that save and load each follow that setting's own flags byte, and
 // that the registry name is its own. Offsets and names are written out from
 // the record layout, never taken from the table.
@@ -30,6 +30,7 @@ struct IndexCase {
     DWORD index;
     DWORD value;
     HRESULT expected;
+    bool exists;  // read back, though the value may be refused
 };
 
 void PrintTo(const IndexCase& c, std::ostream* os) { *os << c.name; }
@@ -40,6 +41,11 @@ TEST_P(SettingIndexTest, AcceptsOrRefuses) {
     const IndexCase& c = GetParam();
     SVJOYFORCEPARAM param{c.index, /*dwSave=*/0, c.value};
     EXPECT_EQ(c.expected, SetDeviceSetting(c.family, /*settings=*/nullptr, &param));
+    SVJOYFORCEPARAM read{c.index, /*dwSave=*/1, 0xDEADBEEF};
+    EXPECT_EQ(c.exists ? S_OK : E_INVALIDARG, GetDeviceSetting(c.family, /*settings=*/nullptr, &read));
+    if (!c.exists) {
+        EXPECT_EQ(read.dwValue, 0xDEADBEEFu) << "a refused read wrote";
+    }
 }
 
 constexpr SettingsFamily kWheel = SettingsFamily::kWheel;
@@ -47,25 +53,28 @@ constexpr SettingsFamily kRumble = SettingsFamily::kRumble;
 
 INSTANTIATE_TEST_SUITE_P(
     Families, SettingIndexTest,
-    ::testing::Values(IndexCase{"WheelStrengthAtLimit", kWheel, 0, 15000, S_OK},
-                      IndexCase{"WheelStrengthAboveLimit", kWheel, 2, 15001, E_INVALIDARG},
-                      IndexCase{"WheelCenteringAtLimit", kWheel, 3, 15000, S_OK},
-                      IndexCase{"WheelCenteringAboveLimit", kWheel, 3, 15001, E_INVALIDARG},
-                      IndexCase{"WheelForceEnabledAnyValue", kWheel, 4, 0xFFFFFFFF, S_OK},
-                      IndexCase{"WheelIndexFive", kWheel, 5, 0, E_INVALIDARG},
-                      IndexCase{"WheelPersistentCentering", kWheel, 6, 12345678, S_OK},
-                      IndexCase{"WheelIndexSeven", kWheel, 7, 0, E_INVALIDARG},
-                      IndexCase{"WheelRumbleIndex", kWheel, 256, 0, E_INVALIDARG},
-                      IndexCase{"WheelAllOnesIndex", kWheel, 0xFFFFFFFF, 0, E_INVALIDARG},
-                      IndexCase{"RumbleStrengthAboveLimit", kRumble, 1, 15001, E_INVALIDARG},
-                      IndexCase{"RumbleIndexThree", kRumble, 3, 0, E_INVALIDARG},
-                      IndexCase{"RumbleIndexFive", kRumble, 5, 0, E_INVALIDARG},
-                      IndexCase{"RumbleIndexSix", kRumble, 6, 0, E_INVALIDARG},
-                      IndexCase{"RumbleThresholdAnyValue", kRumble, 257, 99999, S_OK},
-                      IndexCase{"RumbleFlipToY", kRumble, 261, 1, S_OK},
-                      IndexCase{"RumbleIndex255", kRumble, 255, 0, E_INVALIDARG},
-                      IndexCase{"RumbleIndex262", kRumble, 262, 0, E_INVALIDARG},
-                      IndexCase{"RumbleNegativeIndex", kRumble, static_cast<DWORD>(-1), 0, E_INVALIDARG}),
+    ::testing::Values(IndexCase{"WheelStrengthAtLimit", kWheel, 0, 15000, S_OK, true},
+                      IndexCase{"WheelStrengthAboveLimit", kWheel, 2, 15001, E_INVALIDARG, true},
+                      IndexCase{"WheelCenteringAtLimit", kWheel, 3, 15000, S_OK, true},
+                      IndexCase{"WheelCenteringAboveLimit", kWheel, 3, 15001, E_INVALIDARG, true},
+                      IndexCase{"WheelForceEnabledAnyValue", kWheel, 4, 0xFFFFFFFF, S_OK, true},
+                      IndexCase{"WheelIndexFive", kWheel, 5, 0, E_INVALIDARG, false},
+                      IndexCase{"WheelPersistentCentering", kWheel, 6, 12345678, S_OK, true},
+                      IndexCase{"WheelIndexSeven", kWheel, 7, 0, E_INVALIDARG, false},
+                      IndexCase{"WheelRumbleIndex", kWheel, 256, 0, E_INVALIDARG, false},
+                      IndexCase{"WheelAllOnesIndex", kWheel, 0xFFFFFFFF, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleOverallAtLimit", kRumble, 0, 15000, S_OK, true},
+                      IndexCase{"RumbleStrengthAboveLimit", kRumble, 1, 15001, E_INVALIDARG, true},
+                      IndexCase{"RumbleForceEnabledAnyValue", kRumble, 4, 0xFFFFFFFF, S_OK, true},
+                      IndexCase{"RumbleIndexThree", kRumble, 3, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleIndexFive", kRumble, 5, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleIndexSix", kRumble, 6, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleThresholdAnyValue", kRumble, 257, 99999, S_OK, true},
+                      IndexCase{"RumbleDeltaXWide", kRumble, 258, 0x1FF, S_OK, true},
+                      IndexCase{"RumbleFlipToY", kRumble, 261, 1, S_OK, true},
+                      IndexCase{"RumbleIndex255", kRumble, 255, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleIndex262", kRumble, 262, 0, E_INVALIDARG, false},
+                      IndexCase{"RumbleNegativeIndex", kRumble, static_cast<DWORD>(-1), 0, E_INVALIDARG, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SettingDefaultsTest, AnswersOfADeviceWithoutSettings) {
@@ -74,7 +83,8 @@ TEST(SettingDefaultsTest, AnswersOfADeviceWithoutSettings) {
         DWORD index;
         DWORD expected;
     } cases[] = {{kWheel, 0, 10000}, {kWheel, 3, 10000}, {kWheel, 4, 0},  {kWheel, 6, 1},
-                 {kRumble, 2, 10000}, {kRumble, 4, 0}, {kRumble, 256, 0}, {kRumble, 257, 6320},
+                 {kRumble, 0, 10000}, {kRumble, 1, 10000}, {kRumble, 2, 10000}, {kRumble, 4, 0},
+                 {kRumble, 256, 0}, {kRumble, 257, 6320},
                  {kRumble, 258, 0}, {kRumble, 261, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.index);

@@ -21,24 +21,6 @@ protected:
     JoystickForceOutput output;
 };
 
-TEST_F(JoystickForceOutputTest, FullForwardPullSendsMirroredY) {
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x80, 0xFF, 0x00, 0x00, 0}), Pass(0, -127));
-}
-
-TEST_F(JoystickForceOutputTest, ChangeOfYAloneIsSent) {
-    ASSERT_FALSE(Pass(10, 0).empty());
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x8A, 0x76, 0x00, 0x00, 0}), Pass(10, 10));
-    EXPECT_TRUE(Pass(10, 10).empty());
-}
-
-TEST_F(JoystickForceOutputTest, BothAxesCentredSendForceOff) {
-    EXPECT_EQ((Bytes{0x00, 0x53, 0, 0, 0, 0, 0, 0}), Pass(0, 0));
-}
-
-TEST_F(JoystickForceOutputTest, OnlyXCentredStillSendsForce) {
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0x80, 0x7F, 0x00, 0x00, 0}), Pass(0, 1));
-}
-
 TEST_F(JoystickForceOutputTest, ByteRangeAppliesToBothAxes) {
     EXPECT_EQ((Bytes{0x00, 0x51, 0x08, 0xF0, 0x10, 0x00, 0x00, 0}), Pass(127, 127, {0x10, 0xF0}));
     // A lower bound above the centre makes "no force" a force.

@@ -28,12 +28,6 @@ protected:
     KarvonaReport report;
 };
 
-TEST_F(KarvonaReportTest, FullRightForceIsNegatedOnTheWire) {
-    report.SetForce(127, 0);
-    // -32767 = 0x8001, little endian.
-    EXPECT_EQ(Expected({{1, 0x01}, {2, 0x80}}), Take());
-}
-
 TEST_F(KarvonaReportTest, YWordKeepsItsSign) {
     report.SetForce(0, 127);
     EXPECT_EQ(Expected({{31, 0xFF}, {32, 0x7F}}), Take());
@@ -55,11 +49,6 @@ TEST_F(KarvonaReportTest, UnchangedReportIsNotSentAgain) {
 TEST_F(KarvonaReportTest, CentringAtFullUserStrengthFillsBothBlocks) {
     report.ApplyCentering(15000, /*on=*/true);
     EXPECT_EQ(Expected({{4, 50}, {5, 0x7F}, {6, 0x46}, {34, 50}, {35, 0x7F}, {36, 0x46}}), Take());
-}
-
-TEST_F(KarvonaReportTest, CentringAtDefaultStrengthRoundsDown) {
-    report.ApplyCentering(10000, true);  // 33.33 -> 33
-    EXPECT_EQ(Expected({{4, 33}, {5, 0x7F}, {6, 0x46}, {34, 33}, {35, 0x7F}, {36, 0x46}}), Take());
 }
 
 TEST_F(KarvonaReportTest, CentringOffClearsTheWholeBlockIncludingTheMode) {

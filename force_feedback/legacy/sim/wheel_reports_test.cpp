@@ -28,14 +28,6 @@ TEST_F(WheelForceOutputTest, ForceThatStaysAtOneFromTheStartIsNeverSent) {
     EXPECT_TRUE(Pass(1, 50).empty());
 }
 
-TEST_F(WheelForceOutputTest, NoForceOnTheFirstPassSendsForceOff) {
-    EXPECT_EQ((Bytes{0x00, 0x13, 0, 0, 0, 0, 0, 0}), Pass(0, 0));
-}
-
-TEST_F(WheelForceOutputTest, ForceToTheRightSendsTheConstantForceCommand) {
-    EXPECT_EQ((Bytes{0x00, 0x11, 0x08, 0xC0, 0x80, 0x00, 0x00, 0}), Pass(64, 0));
-}
-
 TEST_F(WheelForceOutputTest, SecondChannelIsMirrored) {
     EXPECT_EQ((Bytes{0x00, 0x11, 0x08, 0x01, 0xFF, 0x00, 0x00, 0}), Pass(-127, -127));
     EXPECT_EQ((Bytes{0x00, 0x11, 0x08, 0xFF, 0x01, 0x00, 0x00, 0}), Pass(127, 127));
@@ -67,16 +59,6 @@ TEST_F(WheelForceOutputTest, ShortReportKeepsOnlyWhatFits) {
     Bytes report(4, 0xEE);
     ASSERT_TRUE(output.Build(64, 0, {}, report.data(), 4));
     EXPECT_EQ((Bytes{0x00, 0x11, 0x08, 0xC0}), report);
-}
-
-TEST(WheelCommandReportTest, ModeAndStopReports) {
-    Bytes report(6, 0xEE);
-    BuildWheelModeReport(/*open=*/true, report.data(), 6);
-    EXPECT_EQ((Bytes{0x00, 0x09, 0x03, 0, 0, 0}), report);
-    BuildWheelModeReport(/*open=*/false, report.data(), 6);
-    EXPECT_EQ((Bytes{0x00, 0x09, 0x01, 0, 0, 0}), report);
-    BuildWheelStopReport(report.data(), 6);
-    EXPECT_EQ((Bytes{0x00, 0xF3, 0, 0, 0, 0}), report);
 }
 
 }  // namespace

@@ -21,17 +21,6 @@ inline constexpr DWORD kDirectInputVersion = DriverHost::kDirectInputVersion;
 inline constexpr std::uint32_t kPassMs = DriverHost::kPassMs;
 inline constexpr std::uint32_t kOutput = FFDRV_VIRTUAL_REPORT_OUTPUT;
 inline constexpr std::uint32_t kFeature = FFDRV_VIRTUAL_REPORT_FEATURE;
-inline constexpr std::uint16_t kKarvonaFeatureLength = 2;
-
-inline FfdrvVirtualDevice StickOf(Model model, std::uint16_t outputLength) {
-    FfdrvVirtualDevice d = VirtualWheel(kJoystick);
-    d.vendorId = kVendorId;
-    d.productId = Product(model).productId;
-    d.outputReportLength = outputLength;
-    // The Karvona stick's only feature report is its two-byte release.
-    if (model == Model::Karvona) d.featureReportLength = kKarvonaFeatureLength;
-    return d;
-}
 
 // An output report: report ID, the command, zeros to the report length.
 inline std::vector<BYTE> Output(std::size_t length, BYTE reportId, std::initializer_list<BYTE> command) {
@@ -44,9 +33,9 @@ inline std::vector<BYTE> Output(std::size_t length, BYTE reportId, std::initiali
 // A driver session on one stick, on the virtual clock: made, used, closed.
 class StickSession : public DriverHost {
 public:
-    StickSession(int classIndex, Model model, std::uint16_t outputLength) {
+    StickSession(int classIndex, Model model) {
         StartVirtualClock(40000);
-        Plug(StickOf(model, outputLength));
+        Plug(DeviceOf(model, kJoystick));
         MakeDriver(classIndex);
     }
     bool Ready() const { return m_driver != nullptr; }
