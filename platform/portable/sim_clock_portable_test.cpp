@@ -52,26 +52,6 @@ protected:
     std::vector<std::unique_ptr<platform::Thread>> m_threads;
 };
 
-TEST_F(SimClockTest, SleepsEndInDeadlineOrderAtTheirExactTimes) {
-    Spawn([this] {
-        platform::SimSleep(30, false);
-        Log("a");
-        platform::SimSleep(5, false);
-        Log("a2");
-    });
-    Spawn([this] {
-        platform::SimSleep(8, true);
-        Log("b");
-        platform::SimSleep(8, true);
-        Log("b2");
-    });
-    ASSERT_TRUE(platform::AdvanceVirtualClock(20));
-    EXPECT_EQ(TakeLog(), (std::vector<std::string>{"b@8", "b2@16"}));
-    EXPECT_EQ(platform::SimTimeMs(), kStart + 20);
-    ASSERT_TRUE(platform::AdvanceVirtualClock(20));
-    EXPECT_EQ(TakeLog(), (std::vector<std::string>{"a@30", "a2@35"}));
-}
-
 TEST_F(SimClockTest, SetEventWakesTheWaiterWithoutTimePassing) {
     platform::SimEvent event(/*manualReset=*/false, /*initiallySignaled=*/false);
     std::atomic<int> result{-1};

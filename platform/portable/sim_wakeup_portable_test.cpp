@@ -330,8 +330,8 @@ TEST_F(RealClockWakeTest, NoWakeUpIsLostUnderContention) {
     EXPECT_GT(routinesRun, 0);
 }
 
-// The virtual clock with many threads: each sleep ends at its exact virtual
-// time, in deadline order, however the threads were started.
+// The virtual clock with many threads: each sleep, alertable or not, ends at
+// its exact virtual time, in deadline order, however the threads were started.
 class VirtualClockManyThreadsTest : public ::testing::Test {
 protected:
     static constexpr std::uint32_t kStart = 5000;
@@ -364,12 +364,20 @@ TEST_F(VirtualClockManyThreadsTest, SleepsOfManyThreadsEndInDeadlineOrder) {
             participant.reset();
         });
     }
-    ASSERT_TRUE(platform::AdvanceVirtualClock(200));
     std::vector<std::pair<std::uint32_t, int>> expected;
     for (int i = 0; i < kThreads; ++i) {
         for (int round = 1; round <= 3; ++round) expected.emplace_back(static_cast<std::uint32_t>(round * (3 + 2 * i)), i);
     }
     std::sort(expected.begin(), expected.end());
+    // An advance stops at its own end: later deadlines wait for the next.
+    ASSERT_TRUE(platform::AdvanceVirtualClock(20));
+    EXPECT_EQ(platform::SimTimeMs(), kStart + 20);
+    {
+        std::lock_guard lock(mutex);
+        EXPECT_EQ(log.size(), static_cast<std::size_t>(std::count_if(
+                                  expected.begin(), expected.end(), [](auto& e) { return e.first <= 20; })));
+    }
+    ASSERT_TRUE(platform::AdvanceVirtualClock(180));
     // Equal times (thread 0 at 9 ms and thread 3 at 9 ms) end together; within
     // one instant the log order is the threads' race.
     EXPECT_TRUE(std::is_sorted(log.begin(), log.end(), [](auto& a, auto& b) { return a.first < b.first; }));
