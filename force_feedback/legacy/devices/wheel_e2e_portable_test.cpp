@@ -33,19 +33,20 @@ struct WheelCase {
     bool modeReports;
     BYTE lowest, highest;  // force byte range
     bool native;       // springs in hardware slots
+    DWORD knee;        // of the response curve: a combined gain below it scales by gain / knee
 };
 
 // Rows written from the model settings and wheel class tables.
 const WheelCase kWheels[] = {
-    {"Dastrin", 2, Model::Dastrin, 0x03, 3, 90, false, 0, 255, false},
-    {"Drovik", 5, Model::Drovik, 0x0D, 11, 204, true, 0, 255, true},
-    {"Quintar", 7, Model::Quintar, 0x0D, 12, 128, true, 0, 255, true},
-    {"Ravik", 8, Model::Ravik, 0x03, 3, 90, true, 8, 246, false},
-    {"Pelvar", 12, Model::Pelvar, 0x0D, 12, 128, false, 0, 255, true},
-    {"Corrin", 14, Model::Corrin, 0x0D, 6, 180, false, 0, 255, true},
-    {"Wendlow", 15, Model::Wendlow, 0x0D, 6, 180, false, 0, 255, true},
-    {"Prazen", 16, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true},
-    {"PrazenLegacyWheel", 18, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true},
+    {"Dastrin", 2, Model::Dastrin, 0x03, 3, 90, false, 0, 255, false, 9000},
+    {"Drovik", 5, Model::Drovik, 0x0D, 11, 204, true, 0, 255, true, 9500},
+    {"Quintar", 7, Model::Quintar, 0x0D, 12, 128, true, 0, 255, true, 9500},
+    {"Ravik", 8, Model::Ravik, 0x03, 3, 90, true, 8, 246, false, 9000},
+    {"Pelvar", 12, Model::Pelvar, 0x0D, 12, 128, false, 0, 255, true, 9500},
+    {"Corrin", 14, Model::Corrin, 0x0D, 6, 180, false, 0, 255, true, 10000},
+    {"Wendlow", 15, Model::Wendlow, 0x0D, 6, 180, false, 0, 255, true, 10000},
+    {"Prazen", 16, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true, 10000},
+    {"PrazenLegacyWheel", 18, Model::Prazen, 0x0D, 6, 180, false, 0, 255, true, 10000},
 };
 
 BYTE Clamp(int v, const WheelCase& c) { return static_cast<BYTE>(std::clamp<int>(v, c.lowest, c.highest)); }
@@ -125,19 +126,6 @@ TEST_P(WheelEndToEndTest, SpringIsNativeOnHighResolutionWheelsAndHostSimulatedOn
     Close();
 }
 
-// The knee of the model's response curve (the model settings table): a
-// combined gain below it scales the force by gain / knee.
-DWORD KneeOf(Model model) {
-    switch (model) {
-        case Model::Dastrin:
-        case Model::Ravik: return 9000;
-        case Model::Quintar:
-        case Model::Pelvar:
-        case Model::Drovik: return 9500;
-        default: return 10000;
-    }
-}
-
 // The commands of a running wheel: a pause holds the loop once the pass in
 // flight is done (a gain changed meanwhile reaches the wheel only after the
 // continue), the gain scales the force below the curve knee, and a reset
@@ -151,7 +139,7 @@ TEST_P(WheelEndToEndTest, PauseContinueGainAndResetReachTheWheel) {
     ASSERT_EQ(m_driver->StartEffect(kJoystick, handle, 0, 1), S_OK);
     Advance(3 * kPassMs);
     const Bytes centering = Report({0xFE, c.selector, c.k, c.k, c.s, 0x00, 0x00});
-    const BYTE half = Clamp(0x80 + platform::MulDiv(127, 5000, static_cast<int>(KneeOf(c.model))), c);
+    const BYTE half = Clamp(0x80 + platform::MulDiv(127, 5000, static_cast<int>(c.knee)), c);
 
     ASSERT_EQ(m_driver->SendForceFeedbackCommand(kJoystick, DISFFC_PAUSE), S_OK);
     // The pass in flight drains the queue, one paced write at a time, the

@@ -19,7 +19,6 @@ constexpr std::uint32_t kJoystick = 6;
 constexpr std::uint32_t kStart = 20000;
 constexpr BYTE kReportId = 0x05;
 constexpr DWORD kPassMs = 8;
-constexpr DWORD kTriggerButton = 2;
 
 class SimThreadTest : public ::testing::Test {
 protected:
@@ -38,18 +37,12 @@ protected:
 
     static void Advance(std::uint32_t ms) { ASSERT_TRUE(platform::AdvanceVirtualClock(ms)); }
 
-    DWORD Download(LONG magnitude, DWORD durationMs = kInfinite, DWORD trigger = kInfinite) {
+    DWORD Download(LONG magnitude, DWORD durationMs = kInfinite) {
         EffectBlock block;
         block.Params(DICONSTANTFORCE{magnitude}).Cartesian({kAxisX}, {1}).DurationMs(durationMs);
-        block.effect.dwTriggerButton = trigger;
         DWORD handle = 0;
         EXPECT_EQ(m_device.DownloadEffect(kEffectConstant, &handle, block.Get(), kAllParams), S_OK);
         return handle;
-    }
-    DWORD Status(DWORD handle) {
-        DWORD status = 0xFF;
-        EXPECT_EQ(m_device.GetEffectStatus(handle, &status), S_OK);
-        return status;
     }
     static void ExpectForce(const RecordedReport& r, BYTE x) {
         ASSERT_EQ(r.bytes.size(), 65u);
@@ -69,37 +62,6 @@ TEST_F(SimThreadTest, IdleDeviceWritesNothingAndPassesEveryEightMs) {
     Advance(10 * kPassMs);
     EXPECT_EQ(m_device.Thread()->Passes() - before, 10u);
     EXPECT_TRUE(RecordedReports(kJoystick).empty());
-}
-
-TEST_F(SimThreadTest, StartedForceReachesTheDeviceWithinTwoPassesAndFollowsTheGain) {
-    const DWORD handle = Download(10000);
-    const std::uint32_t startedAt = platform::SimTimeMs();
-    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
-    Advance(2 * kPassMs);
-    auto reports = RecordedReports(kJoystick);
-    ASSERT_EQ(reports.size(), 1u);
-    ExpectForce(reports[0], 127);
-    EXPECT_LE(reports[0].timeMs - startedAt, 2 * kPassMs);
-
-    ASSERT_EQ(m_device.SetGain(5000), S_OK);  // below the knee: 127 * 0.5 = 63.5
-    Advance(3 * kPassMs);
-    reports = RecordedReports(kJoystick);
-    ASSERT_EQ(reports.size(), 2u);
-    ExpectForce(reports[1], 64);
-}
-
-TEST_F(SimThreadTest, FiniteEffectEndsWithAZeroForceReport) {
-    const DWORD handle = Download(-5000, 100);
-    const std::uint32_t startedAt = platform::SimTimeMs();
-    ASSERT_EQ(m_device.StartEffect(handle, 0, 1), S_OK);
-    Advance(200);
-    const auto reports = RecordedReports(kJoystick);
-    ASSERT_EQ(reports.size(), 2u);
-    ExpectForce(reports[0], static_cast<BYTE>(-64));  // -63.5 rounds away from zero
-    ExpectForce(reports[1], 0);
-    EXPECT_GE(reports[1].timeMs - startedAt, 100u);
-    EXPECT_LE(reports[1].timeMs - startedAt, 100u + 3 * kPassMs);
-    EXPECT_EQ(Status(handle), 0u);
 }
 
 TEST_F(SimThreadTest, PausedThreadHoldsThirtyOneQueuedReportsAndFlushesThemInOrder) {
@@ -127,24 +89,6 @@ TEST_F(SimThreadTest, PausedThreadHoldsThirtyOneQueuedReportsAndFlushesThemInOrd
             EXPECT_GE(reports[i].timeMs - reports[i - 1].timeMs, kPassMs);
         }
     }
-}
-
-TEST_F(SimThreadTest, TriggerReleaseStopsOnlyEffectsWithoutAnEnd) {
-    const DWORD endless = Download(2000, kInfinite, kTriggerButton << 8);
-    const DWORD finite = Download(2000, 1000, kTriggerButton << 8);
-    const DWORD other = Download(2000, kInfinite, (kTriggerButton + 1) << 8);
-    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 1u << kTriggerButton), FFDRV_VIRTUAL_OK);
-    Advance(3 * kPassMs);
-    EXPECT_EQ(Status(endless), 1u);
-    EXPECT_EQ(Status(finite), 1u);
-    EXPECT_EQ(Status(other), 0u);
-
-    ASSERT_EQ(FfdrvVirtualSetInput(kJoystick, 512, 512, 0), FFDRV_VIRTUAL_OK);
-    Advance(3 * kPassMs);
-    EXPECT_EQ(Status(endless), 0u);
-    EXPECT_EQ(Status(finite), 1u);
-    Advance(1000);
-    EXPECT_EQ(Status(finite), 0u);
 }
 
 TEST_F(SimThreadTest, StalledWriteIsCancelledAfterASecondAndTheLoopGoesOn) {
