@@ -355,7 +355,7 @@ TEST_F(WheelEffectsTest, DastrinHostSpringFollowsTheHeldPosition) {
 // travel.
 const std::vector<int> kDamperRun = {9, 19, 29, 39, 49, 60, 70, 80, 90, 80, 70, 60, 50, 40, 30, 19, 9, 1};
 
-class WheelHostDamperTest : public WheelEffectsTest {
+class WheelHostDamperTest : public WheelEffectsTest, public ::testing::WithParamInterface<std::tuple<Wheel, DWORD>> {
 protected:
     // Rests at `from` long enough for the filter to forget, then moves.
     void MoveSteadily(std::int32_t from, std::int32_t step) {
@@ -384,28 +384,21 @@ protected:
     }
 };
 
-TEST_F(WheelHostDamperTest, DastrinDamperOpposesASteadilyTurningWheelAndLetsGoWhenItStops) {
-    Prime(kDastrin);
-    RunBothWays(kEffectDamper);
+// The Dastrin's damper and the Drovik's dampers run on the host: no
+// condition command, only force.
+TEST_P(WheelHostDamperTest, OpposesASteadilyTurningWheelAndLetsGoWhenItStops) {
+    Prime(std::get<0>(GetParam()));
+    RunBothWays(std::get<1>(GetParam()));
     Close();
 }
 
-// The Drovik's dampers run on the host: no condition command, only force.
-class DrovikDamperTest : public WheelHostDamperTest, public ::testing::WithParamInterface<DWORD> {};
-
-TEST_P(DrovikDamperTest, IsSimulatedOnTheHost) {
-    Prime(kDrovik);
-    RunBothWays(GetParam());
-    Close();
-}
-
-INSTANTIATE_TEST_SUITE_P(Drovik, DrovikDamperTest, ::testing::Values(kEffectDamper, kEffectInertia, kEffectFriction),
+INSTANTIATE_TEST_SUITE_P(Wheels, WheelHostDamperTest,
+                         ::testing::Values(std::tuple{kDastrin, kEffectDamper}, std::tuple{kDrovik, kEffectDamper},
+                                           std::tuple{kDrovik, kEffectInertia}, std::tuple{kDrovik, kEffectFriction}),
                          [](const auto& info) {
-                             switch (info.param) {
-                                 case kEffectDamper: return std::string("Damper");
-                                 case kEffectInertia: return std::string("Inertia");
-                                 default: return std::string("Friction");
-                             }
+                             const DWORD type = std::get<1>(info.param);
+                             return std::string(std::get<0>(info.param).name) +
+                                    (type == kEffectDamper ? "Damper" : type == kEffectInertia ? "Inertia" : "Friction");
                          });
 
 // --------------------------------------------------------------- centering
