@@ -1,9 +1,9 @@
 // The joystick families on a virtual stick in virtual time: centring rules
 // reaching the stick (strength, the low-resolution 5/6 swap, the centring
 // flag), settings entry checks and the Karvona stick's axis blocks (trigger
-// buttons through the polled read are in the joystick effects suite). Expected bytes come from the
-// command tables and the models' centring ranges (Ferolla k 0/10/15,
-// s 0/100/255; Oskra k 0/4/5, s 0/100/101).
+// buttons through the polled read are in the joystick effects suite).
+// Expected bytes come from the command tables and the models' centring
+// ranges (Ferolla k 0/10/15, s 0/100/255; Oskra k 0/4/5, s 0/100/101).
 #include "force_feedback/legacy/devices/joystick_device.h"
 
 #include <gtest/gtest.h>
