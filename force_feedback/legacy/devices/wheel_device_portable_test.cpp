@@ -40,12 +40,10 @@ protected:
     PluggedDevice m_plug{VirtualWheel(kJoystick)};
 };
 
+// (The indicator escape without a thread is the absent-device suite's.)
 TEST_F(WheelDeviceTest, CenteringWithoutAThreadIsAHandleError) {
     CVQuintarWheelDevice wheel;
     EXPECT_EQ(wheel.ApplyCenteringSettings(10000, 1), kNoThreadResult);
-    CVPrazenWheelDevice prazen;
-    const DWORD x = Bits(1.0f), lo = Bits(0.0f), hi = Bits(2.0f);
-    EXPECT_EQ(prazen.EscapeSetValues(x, lo, hi), E_FAIL);
 }
 
 TEST_F(WheelDeviceTest, SettingsRejectIndexFiveIndicesAboveSixAndStrengthsAbove15000) {
