@@ -122,10 +122,6 @@ TEST_F(HostDamperTest, ItsOwnStrengthScalesItNotTheSprings) {
     EXPECT_EQ(30, Play({Condition(10000, 0)}).x);  // coefficient 5000, as with gain 5000
 }
 
-TEST_F(HostDamperTest, StillAxisReportsOneNotZero) {
-    EXPECT_EQ(1, Play({Condition(10000, 10000)}).x);
-}
-
 // Axis choice, observed with a damper: axis 0 moves at 1.0 and axis 1 at 3.0,
 // block 0 has coefficient 10000 and block 1 5000. Block 0 on x gives 20, on y
 // 60; block 1 on x 10, on y 30.
