@@ -191,18 +191,6 @@ TEST_F(BoundBridgeTest, AWheelPresentFirstIsBoundOnOpenWhateverTheKeysCase) {
     EXPECT_EQ(bytes[1], 0x34);
 }
 
-TEST_F(BoundBridgeTest, ALateWheelIsBoundByTheArrivalHandler) {
-    const std::wstring key = NewKey();
-    const std::uint8_t slot = Open(key);
-    Settle();
-    std::uint8_t bytes[2] = {};
-    EXPECT_FALSE(BridgeReadBytes(slot, bytes));
-    Plug(key);
-    EXPECT_EQ(m_waiter.WaitFor(1), std::vector<bool>{true});
-    ASSERT_TRUE(BridgeReadBytes(slot, bytes));
-    EXPECT_EQ(bytes[0], 0x12);
-}
-
 TEST_F(BoundBridgeTest, RemovalUnbindsAndAReturningWheelIsBoundAgain) {
     const std::wstring key = NewKey();
     auto wheel = Plug(key);

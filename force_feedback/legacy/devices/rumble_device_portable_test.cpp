@@ -27,14 +27,6 @@ TEST(RumbleSettingsTest, NullRecordIsRefused) {
     EXPECT_EQ(device.GetSetting(nullptr), E_POINTER);
 }
 
-TEST(RumbleEscapeTest, SetValuesEscapeFailsOnAPadWithoutThread) {
-    CVRumbleDevice device;
-    DWORD in[5] = {20, 1, 1, 2, 3};
-    DIEFFESCAPE esc{sizeof(DIEFFESCAPE), 0, in, sizeof in, nullptr, 0};
-    EXPECT_EQ(device.Escape(0, &esc), E_FAIL);
-    EXPECT_EQ(device.Thread(), nullptr);
-}
-
 // A pad with its model settings, and a second pad on the same settings
 // block standing for another process.
 class RumbleModelSettingsTest : public ::testing::Test {
