@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "force_feedback/legacy/product_config.h"
-
 namespace devio {
 namespace {
 
@@ -18,7 +16,7 @@ struct RecordingListener : IHidBusListener {
 };
 
 TEST(Win32HidBus, EnumerationFindsOnlyTheMakersInterfaces) {
-    Win32HidBus bus(kVendorId);
+    Win32HidBus bus(0xC7A5);  // the maker's vendor ID; the library is told it
     // Every path found must be one the bus also opens on start.
     const auto paths = bus.enumerate_paths();
     RecordingListener listener;
