@@ -22,11 +22,6 @@ class Thread;
 // else the bracket covers).
 std::uint32_t SimTimeMs();
 
-// The time-source hook: any other millisecond clock of the driver can be
-// pointed at this function so that it follows the virtual clock too.
-using TimeSource = std::uint32_t (*)();
-inline constexpr TimeSource kSimTimeSource = &SimTimeMs;
-
 enum class SimWaitResult {
     kSignaled,      // the event was set (WAIT_OBJECT_0)
     kTimeout,       // the time ran out (WAIT_TIMEOUT; also a finished sleep)
