@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "force_feedback/legacy/driver/call_recorder.h"
 #include "force_feedback/legacy/driver/ff_driver.h"
 
 namespace {
@@ -66,6 +67,33 @@ void Run(benchmark::State& state, Call call, bool recorded) {
     driver->Release();
     std::filesystem::remove_all(dir);
 }
+
+// What the simulation thread pays for each input report it reads while its
+// device records: the recorder's copy of a 9-byte wheel report.
+void BM_InputReport_Recorded(benchmark::State& state) {
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "ffdrv-bench-recorder-input";
+    std::filesystem::create_directories(dir);
+    auto recorder = CCallRecorder::Begin(dir.string(), Model::Dastrin, 0);
+    BYTE report[9] = {0x00, 0x00, 0x02, 0x00, 0x02, 0x01, 0x00, 0x00, 0x00};
+    std::vector<double> ns;
+    for (auto _ : state) {
+        for (int i = 0; i < kBatch; ++i) {
+            report[1] = static_cast<BYTE>(i);
+            const auto start = std::chrono::steady_clock::now();
+            recorder->InputReport(report, sizeof report);
+            const auto end = std::chrono::steady_clock::now();
+            ns.push_back(std::chrono::duration<double, std::nano>(end - start).count());
+        }
+        state.PauseTiming();
+        std::this_thread::sleep_for(kDrainPause);
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * kBatch);
+    Percentiles(state, &ns);
+    recorder.reset();
+    std::filesystem::remove_all(dir);
+}
+BENCHMARK(BM_InputReport_Recorded)->Iterations(50);
 
 void BM_SetGain_Unrecorded(benchmark::State& s) { Run(s, Call::kSetGain, false); }
 void BM_SetGain_Recorded(benchmark::State& s) { Run(s, Call::kSetGain, true); }

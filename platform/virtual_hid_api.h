@@ -85,6 +85,10 @@ FFDRV_VIRTUAL_API int32_t FfdrvVirtualUnplug(uint32_t joystickId);
 /* Sets the axes (raw HID values) and buttons (bit n: button n + 1) and sends
  * one input report carrying them. */
 FFDRV_VIRTUAL_API int32_t FfdrvVirtualSetInput(uint32_t joystickId, int32_t x, int32_t y, uint64_t buttons);
+/* Sends one input report exactly as given (report ID byte included), padded
+ * with zeros or cut to the device's input report length; the axes and
+ * buttons that FfdrvVirtualSetInput keeps are left as they were. */
+FFDRV_VIRTUAL_API int32_t FfdrvVirtualSendInputReport(uint32_t joystickId, const uint8_t* report, uint32_t length);
 FFDRV_VIRTUAL_API int32_t FfdrvVirtualSetWriteMode(uint32_t joystickId, uint32_t mode);
 
 /* Recorded reports, oldest first. Returns the count (>= 0). */

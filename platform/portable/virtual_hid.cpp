@@ -94,6 +94,10 @@ void SendInputLocked(Device& device, std::int32_t x, std::int32_t y, std::uint64
     for (std::uint32_t b = 0; b < c.buttonCount; ++b) {
         if (buttons >> b & 1) report[kFirstButtonByte + b / 8] |= static_cast<std::uint8_t>(1u << (b % 8));
     }
+    SendInputReportLocked(device, std::move(report));
+}
+
+void SendInputReportLocked(Device& device, std::vector<std::uint8_t> report) {
     if (!device.reads.empty()) {
         Pending read = device.reads.front();
         device.reads.erase(device.reads.begin());

@@ -74,6 +74,9 @@ std::int32_t UnplugLocked(std::uint32_t joystickId);
 // Builds the input report from the given state and hands it to the oldest
 // pending read, or keeps it for the next one.
 void SendInputLocked(Device& device, std::int32_t x, std::int32_t y, std::uint64_t buttons);
+// Sends one input report as given: the read in flight takes it (its first
+// bytes, when it is shorter), else it waits in the queue.
+void SendInputReportLocked(Device& device, std::vector<std::uint8_t> report);
 
 // Completes a pending request: status and bytes into its record, then its
 // completion routine queued to the issuing thread, or its event set.

@@ -37,6 +37,16 @@ int32_t FfdrvVirtualSetInput(uint32_t joystickId, int32_t x, int32_t y, uint64_t
     });
 }
 
+int32_t FfdrvVirtualSendInputReport(uint32_t joystickId, const uint8_t* report, uint32_t length) {
+    if (report == nullptr && length != 0) return FFDRV_VIRTUAL_E_ARGUMENT;
+    return WithDevice(joystickId, [&](Device& d) {
+        std::vector<std::uint8_t> bytes(d.config.inputReportLength, 0);
+        if (length != 0) std::memcpy(bytes.data(), report, std::min<size_t>(length, bytes.size()));
+        platform::vhid::SendInputReportLocked(d, std::move(bytes));
+        return FFDRV_VIRTUAL_OK;
+    });
+}
+
 int32_t FfdrvVirtualSetWriteMode(uint32_t joystickId, uint32_t mode) {
     if (mode > FFDRV_VIRTUAL_WRITE_ERROR) return FFDRV_VIRTUAL_E_ARGUMENT;
     return WithDevice(joystickId, [&](Device& d) {

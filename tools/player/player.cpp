@@ -1,5 +1,6 @@
 #include "tools/player/player.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -140,6 +141,7 @@ private:
     void EscapeStep(const Step& step);
     void SettingStep(const Step& step);
     void DisplaceStep(const Step& step);
+    void InputStep(const Step& step);
     void Wait(DWORD ms);
     void WaitOutHeldLock();
     void RealtimeTick();
@@ -175,6 +177,11 @@ private:
     ISVJoyForceAPI* m_settings = nullptr;
     // Looked up apart from the loader's exports: a module without it still plays.
     decltype(&FfdrvVirtualClockLockHeldUntil) m_lockHeldUntil = nullptr;
+    decltype(&FfdrvVirtualSendInputReport) m_sendInputReport = nullptr;
+    // A scenario with `input` statements (a recording) gives the device its
+    // input: the emulated motion and buttons then stay off the device, so the
+    // driver reads exactly the reports it read when it was recorded.
+    bool m_recordedInput = false;
     bool m_plugged = false;
     std::uint32_t m_start = 0;
     std::uint32_t m_callStart = 0;
@@ -262,6 +269,7 @@ bool Session::Open() {
     }
     m_result.loaded = true;
     m_lockHeldUntil = reinterpret_cast<decltype(m_lockHeldUntil)>(m_module->Symbol("FfdrvVirtualClockLockHeldUntil"));
+    m_sendInputReport = reinterpret_cast<decltype(m_sendInputReport)>(m_module->Symbol("FfdrvVirtualSendInputReport"));
     if (m_options.realtime ? m_module->useReal() : m_module->useVirtual(kClockStartMs)) {
         m_result.fatal = "the module has no virtual devices in this build";
         return false;
@@ -348,7 +356,7 @@ void Session::DrainReports(bool includeCurrentMs, std::uint32_t beforeMs) {
 
 void Session::SendInput() {
     const std::int32_t x = m_emulator.RawAxis(0), y = m_emulator.RawAxis(1);
-    if (!m_plugged || (x == m_sentX && y == m_sentY && m_buttons == m_sentButtons)) return;
+    if (!m_plugged || m_recordedInput || (x == m_sentX && y == m_sentY && m_buttons == m_sentButtons)) return;
     m_module->setInput(m_scenario.joystickId, x, y, m_buttons);
     m_sentX = x, m_sentY = y, m_sentButtons = m_buttons;
 }
@@ -430,6 +438,8 @@ void Session::WaitOutHeldLock() {
 
 PlayResult Session::Run() {
     m_result.family = m_emulator.Family();
+    m_recordedInput = std::any_of(m_scenario.steps.begin(), m_scenario.steps.end(),
+                                  [](const Step& s) { return s.kind == StepKind::kInput; });
     if (!Open()) return std::move(m_result);
     SendInput();
     for (const Step& step : m_scenario.steps) {
@@ -534,8 +544,31 @@ void Session::DisplaceStep(const Step& step) {
     SendInput();
 }
 
+void Session::InputStep(const Step& step) {
+    const std::vector<std::uint8_t>& bytes = step.raw.inputReport;
+    if (m_options.keepTrace) {
+        static const char kDigits[] = "0123456789ABCDEF";
+        std::string hex;
+        for (std::uint8_t b : bytes) hex += kDigits[b >> 4], hex += kDigits[b & 15];
+        char head[48];
+        std::snprintf(head, sizeof head, "%7u ms  INPUT ", Now());
+        m_result.trace.push_back(head + (hex.empty() ? std::string("(empty)") : hex) + "  (line " +
+                                 std::to_string(step.line) + ")");
+    }
+    if (!m_plugged) return;
+    if (m_sendInputReport == nullptr) {
+        ++m_result.failedCalls;
+        m_result.unexpected.push_back(m_scenario.file + ":" + std::to_string(step.line) +
+                                      ": not played: the driver module cannot take an input report as given");
+        return;
+    }
+    AddCause(StepLabel(step));
+    m_sendInputReport(m_scenario.joystickId, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+}
+
 void Session::RunStep(const Step& step) {
     MarkCallStart();
+    if (step.kind == StepKind::kInput) return InputStep(step);
     if (step.kind == StepKind::kWait) return Wait(step.value);
     if (step.kind == StepKind::kDisplace) return DisplaceStep(step);
     if (step.kind == StepKind::kPress || step.kind == StepKind::kRelease) {
@@ -606,6 +639,7 @@ std::string StepLabel(const Step& step) {
         case StepKind::kPress: return "press " + n;
         case StepKind::kRelease: return "release " + n;
         case StepKind::kDisplace: return std::string("displace ") + (step.value ? "y" : "x");
+        case StepKind::kInput: return "input";
         case StepKind::kWait: return "wait " + n;
     }
     return "?";

@@ -275,6 +275,15 @@ bool ParseRawStatement(Step& step, const std::vector<std::string>& words, std::s
         step.raw.handle = RawHandleName(words[1]);
         return true;
     }
+    if (verb == "input") {
+        step.kind = StepKind::kInput;
+        const char* usage = "usage: input raw=HEX|none";
+        if (words.size() != 2 || words[1].rfind("raw=", 0) != 0) return *error = usage, true;
+        const std::string value = words[1].substr(4);
+        if (value != "none" && !Bytes(value, &step.raw.inputReport))
+            *error = "input raw: '" + value + "' is not hex bytes or none";
+        return true;
+    }
     if (verb == "escape" && words.size() >= 2 && words[1] == "raw") {
         step.kind = StepKind::kEscape;
         step.raw.escape = true;

@@ -38,6 +38,7 @@ struct RawCall {
     DWORD escapeEffect = 0, escapeOut = 0;
     bool escapeInNull = false;
     std::vector<std::uint8_t> escapeIn;
+    std::vector<std::uint8_t> inputReport;  // input raw=HEX: one input report, report ID byte first
 };
 
 // Parses "raw-KEY=VALUE" of a download or update into `step`; `conditionsTaken`
@@ -46,7 +47,8 @@ struct RawCall {
 std::string ApplyRawEffectKey(Step& step, bool* conditionsTaken, const std::string& key, const std::string& value,
                               std::vector<std::string>* warnings);
 // "gain raw=N", "command 0xN", "start NAME raw-mode=M raw-count=N",
-// "escape raw command=N effect=N in=HEX|none|null out=N": true when `words`
+// "escape raw command=N effect=N in=HEX|none|null out=N", "input raw=HEX|none":
+// true when `words`
 // is such a statement (then `step` is filled or `error` is set).
 bool ParseRawStatement(Step& step, const std::vector<std::string>& words, std::string* error,
                        std::vector<std::string>* warnings);

@@ -36,6 +36,11 @@ const RawCase kRawCases[] = {
     {"EscapeWithoutCommand", "escape raw in=none out=0", 0, "usage: escape raw"},
     {"HandleNeverDownloaded", "stop handle:17", 0, ""},
     {"StartWithRawModeAndCount", "start handle:3 raw-mode=0x1 raw-count=0xFFFFFFFF", 0, ""},
+    {"InputReport", "input raw=00FF01000200000000", 0, ""},
+    {"InputReportEmpty", "input raw=none", 0, ""},
+    {"InputReportOddDigits", "input raw=00F", 0, "input raw: '00F' is not hex bytes"},
+    {"InputWithoutRaw", "input 00FF", 0, "usage: input raw=HEX|none"},
+    {"InputHasNoResult", "input raw=00 expect S_OK", 0, "no result to expect"},
 };
 
 class RawFormTest : public testing::TestWithParam<RawCase> {};

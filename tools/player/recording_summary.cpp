@@ -26,12 +26,13 @@ const char* KindName(StepKind kind) {
         case StepKind::kRelease: return "release";
         case StepKind::kWait: return "wait";
         case StepKind::kDisplace: return "displace";
+        case StepKind::kInput: return "input";
     }
     return "?";
 }
 
 bool IsInput(StepKind kind) {
-    return kind == StepKind::kPress || kind == StepKind::kRelease || kind == StepKind::kDisplace;
+    return kind == StepKind::kPress || kind == StepKind::kRelease || kind == StepKind::kDisplace || kind == StepKind::kInput;
 }
 
 }  // namespace

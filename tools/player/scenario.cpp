@@ -440,6 +440,7 @@ Step Parser::Simple(StepKind kind, const std::vector<std::string>& w) {
             step.position = Decimal(w[2], "position", -1.0, 1.0);
             if (w.size() == 4) step.velocity = Decimal(w[3], "velocity", -kMaxVelocity, kMaxVelocity);
             break;
+        case StepKind::kInput: break;  // a raw form only, taken above
         case StepKind::kWait:
             Expect(w, 2, 2, "wait MS");
             step.value = static_cast<DWORD>(InRange(w[1], "wait", 0, kMaxTimeMs));
@@ -463,7 +464,7 @@ constexpr VerbRow kVerbs[] = {
 
 bool IsDriverCall(StepKind kind) {
     return kind != StepKind::kPress && kind != StepKind::kRelease && kind != StepKind::kWait &&
-           kind != StepKind::kDisplace;
+           kind != StepKind::kDisplace && kind != StepKind::kInput;
 }
 
 // A trailing "expect RESULT" marks a call the driver is meant to reject.
@@ -494,6 +495,7 @@ void Parser::Line(int number, const std::vector<std::string>& line) {
             if (!error.empty()) throw LineError{error};
             if (isRaw) {
                 if (raw.kind == StepKind::kStart) KnownEffect(words);
+                if (raw.kind == StepKind::kInput && expected) throw LineError{"input: the device's input has no result to expect"};
                 raw.expected = expected;
                 return m_result.scenario.steps.push_back(std::move(raw));
             }

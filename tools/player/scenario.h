@@ -53,7 +53,7 @@ struct EffectSpec {
 
 enum class StepKind {
     kDownload, kUpdate, kStart, kStop, kDestroy, kStatus, kGain, kCommand, kState, kEscape,
-    kSetSetting, kGetSetting, kPress, kRelease, kWait, kDisplace,
+    kSetSetting, kGetSetting, kPress, kRelease, kWait, kDisplace, kInput,
 };
 
 struct Step {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <thread>
 
 #include "force_feedback/legacy/module_count.h"
 #include "force_feedback/legacy/effects/effect.h"
@@ -355,6 +356,20 @@ CalibrationRecord CVDevice::GetCalibrationRecord(bool raw) {
 
 AxisPair CVDevice::ReadPosition(const BYTE* report, unsigned length) {
     return {static_cast<LONG>(GetAxisValue(0, report, length)), static_cast<LONG>(GetAxisValue(1, report, length))};
+}
+
+void CVDevice::SetInputSink(IInputSink* sink) {
+    m_inputSink.store(sink);
+    // The simulation thread holds no lock while it hands a report over and
+    // never waits inside: the hand-over in flight ends on its own.
+    while (sink == nullptr && m_inputSinkBusy.load() != 0) std::this_thread::yield();
+}
+
+void CVDevice::OnInputRead(const BYTE* report, unsigned length) {
+    if (m_inputSink.load(std::memory_order_relaxed) == nullptr) return;  // not recording: nothing more
+    m_inputSinkBusy.fetch_add(1);
+    if (IInputSink* sink = m_inputSink.load()) sink->InputReport(report, length);
+    m_inputSinkBusy.fetch_sub(1);
 }
 
 LONG CVDevice::SetStatusValue(LONG value) {

@@ -47,6 +47,18 @@ inline constexpr DWORD kEscapeSelectorOffset = 8;
 inline constexpr DWORD kEscapeFloatCountOffset = 9;
 inline constexpr DWORD kEscapeFloatsOffset = 12;
 
+// Role: hears the input reports of one device as its simulation thread reads
+// them (the call recorder). Owner: whoever hands it to SetInputSink, and it
+// outlives that hand-over. Calling thread: the simulation thread; it must not
+// block or wait. Lock: none is held.
+class IInputSink {
+public:
+    virtual void InputReport(const BYTE* report, unsigned length) = 0;
+
+protected:
+    ~IInputSink() = default;
+};
+
 class CVDevice : public CSimThread::Port {
 public:
     CVDevice();
@@ -105,6 +117,10 @@ public:
     virtual bool EscapeReadBytes(BYTE*) { return false; }
     virtual bool EscapeSendFloats(BYTE, LPDIEFFESCAPE, const std::vector<float>&) { return false; }
 
+    // Who hears the input reports (null: nobody). Clearing returns only once
+    // no report is being handed to the sink any more, so it may then go.
+    void SetInputSink(IInputSink* sink);
+
     // The device mutex, for the simulation thread's pass.
     std::mutex& Mutex() override { return m_mutex; }
     DWORD DeviceState() const { return m_state.load(); }
@@ -153,6 +169,7 @@ private:
     CalibrationRecord GetCalibrationRecord(bool raw) override;
     AxisPair ReadPosition(const BYTE* report, unsigned length) override;
     DWORD ReadButtons(const BYTE* report, unsigned length) override { return GetButtons(report, length); }
+    void OnInputRead(const BYTE* report, unsigned length) override;
 
     HRESULT EscapeLocked(LPDIEFFESCAPE pesc);
     HRESULT EscapeSendFloatsLocked(LPDIEFFESCAPE pesc);
@@ -163,6 +180,9 @@ private:
     std::unique_ptr<CEffect> m_effects[kEffectSlots];
     DWORD m_gain = kFullGain;
     std::atomic<DWORD> m_state{kInitialDeviceState};
+    std::atomic<IInputSink*> m_inputSink{nullptr};
+    // Reports being handed to the sink right now.
+    std::atomic<int> m_inputSinkBusy{0};
     std::unique_ptr<CGlobalData> m_settings;
     DWORD m_settingsStamp = 0;
     LONG m_statusValue = kNoStatusValue;

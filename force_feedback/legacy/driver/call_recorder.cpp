@@ -25,6 +25,10 @@ constexpr std::uint32_t kJoinTimeoutMs = 2000;
 constexpr DWORD kMaxCopiedSamples = 1u << 16;
 constexpr DWORD kMaxCopiedBytes = 1u << 16;
 constexpr int kMaxNameAttempts = 100;
+// Input reports are copied up to this length (HID full-speed reports are at
+// most 64 bytes); every slot keeps room for one so the simulation thread
+// never allocates.
+constexpr unsigned kMaxInputBytes = 64;
 
 struct TypeName {
     DWORD id;
@@ -177,6 +181,7 @@ struct CCallRecorder::Shared {
     void Format(const Entry& e);
     void FormatDownload(const Entry& e);
     void Statement(std::uint32_t timeMs, const std::string& line, HRESULT hr);
+    void WaitUntil(std::uint32_t timeMs);
 };
 
 std::string CCallRecorder::RecordDirectory() {
@@ -191,7 +196,10 @@ std::unique_ptr<CCallRecorder> CCallRecorder::Begin(const std::string& directory
     std::uint64_t size = 2;
     while (size < capacity) size <<= 1;
     shared->cells.reset(new Entry[size]);
-    for (std::uint64_t i = 0; i < size; ++i) shared->cells[i].sequence.store(i, std::memory_order_relaxed);
+    for (std::uint64_t i = 0; i < size; ++i) {
+        shared->cells[i].sequence.store(i, std::memory_order_relaxed);
+        shared->cells[i].block.reserve(kMaxInputBytes);
+    }
     shared->mask = size - 1;
     shared->directory = directory;
     shared->model = model;
@@ -366,6 +374,24 @@ void CCallRecorder::Escape(std::uint32_t timeMs, DWORD effect, LPDIEFFESCAPE pes
     Publish(e);
 }
 
+void CCallRecorder::InputReport(const BYTE* report, unsigned length) {
+    // The thread reads a report only at points of its loop that take no time
+    // (a zero alertable sleep between passes, or a pass looking at its
+    // polled read), so a report read at T came in before T. Fed back one
+    // millisecond before T, it is read at the same point of the same pass;
+    // fed back at T, after the thread ran at T, it would wait for the next.
+    const std::uint32_t timeMs = platform::SimTimeMs() - 1;
+    Entry* e = Claim();
+    if (e == nullptr) return;
+    e->kind = Kind::kInput;
+    e->timeMs = timeMs;
+    e->hr = S_OK;
+    e->a = length;
+    const unsigned n = length < kMaxInputBytes ? length : kMaxInputBytes;
+    e->block.assign(report, report + (report != nullptr ? n : 0));
+    Publish(e);
+}
+
 void CCallRecorder::Shared::Fail(const char* what, const std::string& why) {
     // One wide argument: %ls means the same on every C library, %hs does not.
     const std::string message = std::string("cannot ") + what + " " + path + ": " + why;
@@ -443,6 +469,11 @@ std::string CCallRecorder::Shared::EffectName(DWORD handle) const {
 }
 
 void CCallRecorder::Shared::Statement(std::uint32_t timeMs, const std::string& line, HRESULT hr) {
+    WaitUntil(timeMs);
+    text += line + " expect " + Result(hr) + "\n";
+}
+
+void CCallRecorder::Shared::WaitUntil(std::uint32_t timeMs) {
     // A call that finished after a later one began (another thread) keeps
     // its place without a wait: the clock never runs backwards in a scenario.
     const std::uint32_t since = timeMs - lastTimeMs;
@@ -450,7 +481,6 @@ void CCallRecorder::Shared::Statement(std::uint32_t timeMs, const std::string& l
         text += "wait " + std::to_string(since) + "\n";
         lastTimeMs = timeMs;
     }
-    text += line + " expect " + Result(hr) + "\n";
 }
 
 void CCallRecorder::Shared::FormatDownload(const Entry& e) {
@@ -555,6 +585,13 @@ void CCallRecorder::Shared::Format(const Entry& e) {
             return Statement(e.timeMs, "escape raw command=" + std::to_string(e.b) + " effect=" + std::to_string(e.a) +
                                            " in=" + (e.blockNull ? std::string("null") : e.block.empty() ? "none" : Bytes(e.block)) +
                                            " out=" + std::to_string(e.c), e.hr);
+        case Kind::kInput:
+            WaitUntil(e.timeMs);
+            if (e.a > e.block.size())
+                text += "# the next input report had " + std::to_string(e.a) + " bytes: only the first " +
+                        std::to_string(e.block.size()) + " are kept\n";
+            text += "input raw=" + (e.block.empty() ? std::string("none") : Bytes(e.block)) + "\n";
+            return;
         case Kind::kLoss: return;
     }
 }

@@ -1,9 +1,13 @@
 // Records every call the effect driver object forwards to one device, as a
 // scenario the player can replay (README: "Recording what a game sends").
 //
+// The device's input reports go in too, one statement each, so that springs,
+// dampers and trigger buttons replay as they played.
+//
 // Role: one recording file per open device. Owner: CFFDrv, one per slot,
 // created by DeviceID (begin) and destroyed with the device. Threads: the
-// application's DirectInput threads produce, one low-priority writer thread
+// application's DirectInput threads and the device's simulation thread (its
+// input reports) produce, one low-priority writer thread
 // formats and writes. The calling thread only copies the call into a bounded
 // lock-free queue (no lock, no allocation once the slots are warm, no I/O);
 // when the queue is full the call is counted as lost and the writer states
@@ -18,12 +22,13 @@
 #include <vector>
 
 #include "com_abi.h"
+#include "force_feedback/legacy/devices/virtual_device.h"
 #include "force_feedback/legacy/model_table.h"
 
-class CCallRecorder {
+class CCallRecorder final : public IInputSink {
 public:
     enum class Kind : std::uint8_t {
-        kDownload, kDestroy, kStart, kStop, kStatus, kGain, kCommand, kState, kEscape, kLoss,
+        kDownload, kDestroy, kStart, kStop, kStatus, kGain, kCommand, kState, kEscape, kLoss, kInput,
     };
 
     // Where recordings go: FFDRV_RECORD_DIR, else the per-user RecordDirectory
@@ -47,6 +52,11 @@ public:
     // Destroy, start, stop, status (a = handle, b = mode, c = count), gain and
     // command (a = value), state (nothing).
     void Simple(Kind kind, std::uint32_t timeMs, DWORD a, DWORD b, DWORD c, HRESULT hr);
+
+    // Each input report the device's simulation thread reads, as it read it,
+    // stamped one millisecond before it was read (see the definition). Same
+    // queue, same promise as the calls.
+    void InputReport(const BYTE* report, unsigned length) override;
 
     // Calls dropped because the queue was full.
     std::uint64_t Lost() const;

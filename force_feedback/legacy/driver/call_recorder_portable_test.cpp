@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include "platform/debug.h"
+#include "platform/sim_clock.h"
 
 namespace {
 
@@ -81,6 +82,35 @@ TEST_F(CallRecorderTest, FullQueueCountsTheLossAndTheFileStatesIt) {
     // The kept calls are the first ones, in order; the loss follows them.
     EXPECT_NE(text.find("gain raw=0 expect S_OK\ngain raw=1 expect S_OK\n"), std::string::npos) << text;
     EXPECT_NE(text.find("gain raw=7 expect S_OK\n# recorder: 92 call(s) lost"), std::string::npos) << text;
+}
+
+// Input reports share the calls' queue: they land in the order they came,
+// one millisecond before the instant they were read, and a report longer than
+// a slot keeps says so instead of being cut silently.
+TEST_F(CallRecorderTest, InputReportsLandInOrderWithTheCallsAndAnOverlongOneSaysSo) {
+    auto recorder = CCallRecorder::Begin(m_dir.string(), Model::Ravik, 0);
+    ASSERT_NE(recorder, nullptr);
+    recorder->PauseWriterForTest(true);
+    const std::uint32_t start = platform::SimTimeMs();
+    const BYTE pressed[] = {0x00, 0x12, 0x02, 0x00, 0x02, 0x01};
+    std::vector<BYTE> overlong(100, 0xAB);
+    recorder->Simple(CCallRecorder::Kind::kGain, start, 5000, 0, 0, S_OK);
+    recorder->InputReport(pressed, sizeof pressed);
+    recorder->InputReport(overlong.data(), static_cast<unsigned>(overlong.size()));
+    recorder->Simple(CCallRecorder::Kind::kState, start, 0, 0, 0, S_OK);
+    recorder.reset();
+    const std::string text = OnlyFile();
+    const size_t gain = text.find("gain raw=5000"), input = text.find("input raw=001202000201\n"),
+                 note = text.find("# the next input report had 100 bytes: only the first 64 are kept\n"),
+                 state = text.find("state expect S_OK");
+    ASSERT_NE(input, std::string::npos) << text;
+    ASSERT_NE(note, std::string::npos) << text;
+    EXPECT_LT(gain, input);
+    EXPECT_LT(input, note);
+    EXPECT_LT(note, state);
+    std::string kept;
+    for (int i = 0; i < 64; ++i) kept += "AB";
+    EXPECT_NE(text.find("input raw=" + kept + "\n"), std::string::npos) << text;
 }
 
 TEST_F(CallRecorderTest, NoRecorderWithoutADirectory) {

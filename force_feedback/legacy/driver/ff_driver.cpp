@@ -116,6 +116,7 @@ HRESULT CFFDrvModel::DeviceID(DWORD, DWORD dwExternalID, DWORD fBegin, DWORD, LP
     CVDevice*& slot = m_devices[dwExternalID];
     if (!fBegin) {
         if (slot == nullptr) return E_INVALIDARG;
+        slot->SetInputSink(nullptr);
         m_recorders[dwExternalID].reset();
         slot->Close();
         delete slot;
@@ -130,6 +131,7 @@ HRESULT CFFDrvModel::DeviceID(DWORD, DWORD dwExternalID, DWORD fBegin, DWORD, LP
     slot = NewDevice(m_deviceModel);
     if (slot == nullptr) return E_OUTOFMEMORY;
     m_recorders[dwExternalID] = CCallRecorder::Begin(CCallRecorder::RecordDirectory(), m_deviceModel, dwExternalID);
+    slot->SetInputSink(m_recorders[dwExternalID].get());
     slot->Open(dwExternalID);  // failures surface later through the forwarded calls
     return S_OK;
 }

@@ -57,6 +57,7 @@ bool CPolledInputSimThread::RunOnce(bool stopping) {
     if (!go) return go;
     switch (m_read.Take()) {
         case CPolledInputRead::Outcome::kCompleted:
+            GetDevice()->OnInputRead(InputBuffer(), InputReportLength());
             UpdateInput();
             ProcessTriggers();
             StartInputRead();

@@ -182,6 +182,7 @@ void CSimThread::OnInputRead(DWORD error, DWORD, platform::hid::AsyncIo* io) {
     auto* self = static_cast<CSimThread*>(io->context);
     self->m_readPending = false;
     if (error == 0) {
+        self->m_device.OnInputRead(self->m_inputBuffer.data(), self->m_inputLength);
         self->UpdateInput();
         self->ProcessTriggers();
     } else if (error != platform::hid::kErrorOperationAborted) {

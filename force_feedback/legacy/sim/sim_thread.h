@@ -123,6 +123,9 @@ public:
         // Each input report, after the thread took its positions and before
         // its trigger buttons; nothing by default.
         virtual void OnInputReport(const BYTE*, unsigned) {}
+        // Each input report as it is read, before the thread takes anything
+        // from it; nothing by default.
+        virtual void OnInputRead(const BYTE*, unsigned) {}
 
     protected:
         ~Port() = default;

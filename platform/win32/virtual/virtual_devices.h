@@ -61,6 +61,9 @@ std::vector<std::shared_ptr<Device>> ListLocked();
 std::int32_t PlugLocked(const FfdrvVirtualDevice& config);
 std::int32_t UnplugLocked(std::uint32_t joystickId);
 void SendInputLocked(Device& device, std::int32_t x, std::int32_t y, std::uint64_t buttons);
+// One input report as given: the read in flight takes it (its first bytes,
+// when it is shorter), else it waits in the queue.
+void SendInputReportLocked(Device& device, std::vector<std::uint8_t> report);
 // Status into the request's record, then its routine queued to the issuing
 // thread or its event set. Runs once per request.
 void CompleteLocked(Pending& pending, DWORD error, DWORD bytes);
