@@ -18,6 +18,8 @@ std::string PlotSvg(const PlayResult& result, const std::string& title);
 // "500 ms", "1.5 s").
 double TickStepMs(double spanMs, int target);
 std::string TimeLabel(double ms, double stepMs);
+// Text made safe inside SVG or HTML, attribute values included.
+std::string EscapeMarkup(const std::string& text);
 // What a decoded report is, without its values: "force x", "motors A".
 std::string ReportKind(const std::string& meaning);
 // A few lines for the terminal: calls, failures, reports, final state.

@@ -24,19 +24,6 @@ std::string Num(double v) {
     return b;
 }
 
-// Names come from scenario files and may hold any character.
-std::string Xml(const std::string& text) {
-    std::string out;
-    for (const char c : text) {
-        if (c == '<') out += "&lt;";
-        else if (c == '>') out += "&gt;";
-        else if (c == '&') out += "&amp;";
-        else if (c == '"') out += "&quot;";
-        else out += c;
-    }
-    return out;
-}
-
 struct Frame {
     double t0, t1;
     double lo, hi;  // value range of the plot's height
@@ -174,7 +161,7 @@ std::string EffectMarks(const PlayResult& r, const Frame& f) {
         if (labelled) {
             const bool right = x < kWidth - 120;
             s += "<text x=\"" + Num(right ? x + 7 : x - 7) + "\" y=\"" + Num(y + 4) + "\" font-size=\"10\" fill=\"" +
-                 colour + "\" text-anchor=\"" + (right ? "start" : "end") + "\">" + (start ? "" : "stop ") + Xml(c.effect) +
+                 colour + "\" text-anchor=\"" + (right ? "start" : "end") + "\">" + (start ? "" : "stop ") + EscapeMarkup(c.effect) +
                  "</text>\n";
             row = (row + 1) % 2;
         }
@@ -190,6 +177,19 @@ double TickStepMs(double spanMs, int target) {
     for (const double m : {1.0, 2.0, 5.0})
         if (m * power >= raw) return m * power;
     return 10 * power;
+}
+
+// Names come from scenario files and may hold any character.
+std::string EscapeMarkup(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '<') out += "&lt;";
+        else if (c == '>') out += "&gt;";
+        else if (c == '&') out += "&amp;";
+        else if (c == '"') out += "&quot;";
+        else out += c;
+    }
+    return out;
 }
 
 std::string TimeLabel(double ms, double stepMs) {
@@ -211,7 +211,7 @@ std::string PlotSvg(const PlayResult& result, const std::string& title) {
                   motors ? 0.0 : -1.0, 1.0};
     std::string s = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(kWidth) + "\" height=\"" + Num(kHeight) +
                     "\" font-family=\"sans-serif\" font-size=\"11\">\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
-    s += "<text x=\"" + Num(kLeft) + "\" y=\"20\" font-size=\"14\">" + Xml(title) + "</text>\n" + Axes(f, motors);
+    s += "<text x=\"" + Num(kLeft) + "\" y=\"20\" font-size=\"14\">" + EscapeMarkup(title) + "</text>\n" + Axes(f, motors);
     s += Clipped(result, f);
     // One tick per half pixel at most: a recording writes thousands.
     std::string lastTick;

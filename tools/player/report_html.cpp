@@ -35,18 +35,6 @@ std::string Json(const std::string& s) {
     return out + "\"";
 }
 
-std::string Html(const std::string& s) {
-    std::string out;
-    for (const char c : s) {
-        if (c == '<') out += "&lt;";
-        else if (c == '>') out += "&gt;";
-        else if (c == '&') out += "&amp;";
-        else if (c == '"') out += "&quot;";
-        else out += c;
-    }
-    return out;
-}
-
 std::string Base64(const std::vector<std::uint8_t>& bytes) {
     static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
@@ -392,7 +380,7 @@ std::string ReportHtml(const Scenario& scenario, const PlayResult& r, const Anal
     page += "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src 'unsafe-inline'; "
             "style-src 'unsafe-inline'; img-src data:\">\n";
     page += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
-    page += "<title>" + Html(title) + " - ffplay report</title>\n";
+    page += "<title>" + EscapeMarkup(title) + " - ffplay report</title>\n";
     page += "<style>\n/* uPlot " FFPLAY_UPLOT_VERSION " (MIT licence, below with the script) */\n";
     page += std::string(assets::UplotCss()) + "\n</style>\n<style>\n" + std::string(assets::ReportCss()) + "</style>\n";
     // Catches every error from here on, the library's and the page's, and
@@ -415,7 +403,7 @@ std::string ReportHtml(const Scenario& scenario, const PlayResult& r, const Anal
             "}; })();\n"
             "</script>\n";
     page += "</head>\n<body data-state=\"loading\">\n";
-    page += "<header><h1>" + Html(title) + "</h1><p id=\"device\"></p></header>\n";
+    page += "<header><h1>" + EscapeMarkup(title) + "</h1><p id=\"device\"></p></header>\n";
     page += "<noscript><p>This page draws its charts and tables with JavaScript.</p></noscript>\n";
     page += "<ul id=\"errors\" hidden></ul>\n<section id=\"summary\"></section>\n<section id=\"charts\"></section>\n";
     page += "<div id=\"tooltip\" hidden></div>\n";
